@@ -61,8 +61,11 @@ void Triangulation::addTriangle(Triangle *t) {
         // highest + 1 must not wrap around for an index such as SIZE_MAX.
         if (highest >= table.max_size()) throw std::length_error("vertex index too large");
         // The table's size is observable (adjustantTriangles' range), so only capacity may
-        // run ahead: most meshes name every listed vertex, so reserve for all of them.
-        if (table.capacity() <= highest) table.reserve(std::max(highest + 1, m_vertices->size()));
+        // run ahead: most meshes name every listed vertex, so reserve for all of them, and
+        // at least double it, so that meshes built by interleaving vertices and triangles
+        // (the voxel surface) do not copy the table on every triangle.
+        if (table.capacity() <= highest)
+            table.reserve(std::max({highest + 1, m_vertices->size(), 2 * table.capacity()}));
         table.resize(highest + 1);
     }
 
