@@ -1,0 +1,299 @@
+#include "Voxelization.h"
+
+#include "BoundingBox3D.h"
+#include "Feedback.h"
+#include "Plane.h"
+#include "Point3D.h"
+#include "Tolerance.h"
+#include "Triangle.h"
+#include "Triangulation.h"
+#include "Vertex.h"
+#include "voxel/CellGeometry.h"
+#include "voxel/CellTriangleTest.h"
+#include "voxel/CornerVertices.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace ORVANE_DATABASE {
+
+namespace {
+
+using voxel::CellGeometry;
+
+// Triangles of a marked cell in emission order, two per face: x low, y high, x high, y low,
+// z high, z low. Each is wound so that its right-hand normal points into the cell.
+constexpr int kSurfaceTriangles[12][3] = {{1, 0, 2}, {1, 2, 3}, {3, 2, 6}, {3, 6, 7},
+                                          {7, 6, 4}, {7, 4, 5}, {5, 4, 0}, {5, 0, 1},
+                                          {1, 3, 7}, {1, 7, 5}, {2, 0, 4}, {2, 4, 6}};
+
+// Quads of a marked cell in emission order: x low, x high, y high, y low, z high, z low. The
+// y-low quad runs the opposite way round to the other five (its normal points out).
+constexpr int kSurfaceQuads[6][4] = {{0, 2, 3, 1}, {6, 4, 5, 7}, {2, 6, 7, 3},
+                                     {4, 5, 1, 0}, {3, 7, 5, 1}, {0, 4, 6, 2}};
+
+// nx * ny * nz when every count is in 1 .. 2^31 - 1 and the product fits in size_t, else 0
+// (the empty grid).
+std::size_t validCellCount(std::size_t nx, std::size_t ny, std::size_t nz) {
+    std::size_t const most = std::size_t(std::numeric_limits<std::int32_t>::max());
+    std::size_t const counts[3] = {nx, ny, nz};
+    std::size_t cells = 1;
+    for (std::size_t n : counts) {
+        if (n == 0 || n > most) return 0;
+        if (cells > std::numeric_limits<std::size_t>::max() / n) return 0;
+        cells *= n;
+    }
+    return cells;
+}
+
+// Origin and cell sizes over the mesh's box: the sizes are |lower - upper| / count.
+CellGeometry geometryOf(Triangulation &mesh, std::size_t const count[3]) {
+    BoundingBox3D const &box = *mesh.getBoundingBox();
+    CellGeometry g;
+    for (int a = 0; a < 3; ++a) {
+        g.origin[a] = box.lower().vector()[a];
+        g.size[a] = std::fabs(box.lower().vector()[a] - box.upper().vector()[a]) / double(count[a]);
+    }
+    return g;
+}
+
+// Releases a voxel mesh with its vertices and triangles (a Triangulation owns neither).
+void releaseVoxelMesh(Triangulation *mesh) {
+    if (mesh == nullptr) return;
+    for (Triangle *t : mesh->triangleList()) delete t;
+    for (Vertex *v : mesh->vertexList()) delete v;
+    delete mesh;
+}
+
+// Holds a voxel mesh until it is handed out, so that a surface interrupted by an exception
+// (an allocation, or the host's progress callback) leaves nothing behind.
+class VoxelMeshGuard {
+public:
+    explicit VoxelMeshGuard(Triangulation *mesh) : m_mesh(mesh) {}
+    VoxelMeshGuard(VoxelMeshGuard const &) = delete;
+    VoxelMeshGuard &operator=(VoxelMeshGuard const &) = delete;
+    ~VoxelMeshGuard() { releaseVoxelMesh(m_mesh); }
+
+    Triangulation *get() const { return m_mesh; }
+    Triangulation *release() {
+        Triangulation *mesh = m_mesh;
+        m_mesh = nullptr;
+        return mesh;
+    }
+
+    // Adds the triangle a, b, c. Once addTriangle has listed it the guard releases it with the
+    // mesh; before that (an allocation failure in the list itself) it is deleted here.
+    void addTriangle(int a, int b, int c) {
+        Triangle *t = new Triangle(std::size_t(a), std::size_t(b), std::size_t(c));
+        try {
+            m_mesh->addTriangle(t);
+        } catch (...) {
+            auto const &list = m_mesh->triangleList();
+            if (list.empty() || list.back() != t) delete t;
+            throw;
+        }
+    }
+
+private:
+    Triangulation *m_mesh;
+};
+
+} // namespace
+
+Voxelization::Voxelization(Triangulation *mesh, std::size_t nx, std::size_t ny, std::size_t nz,
+                           Feedback *feedback)
+    : m_grid(), m_mesh(mesh), m_nx(nx), m_ny(ny), m_nz(nz), m_feedback(feedback) {
+    std::size_t const cells = validCellCount(nx, ny, nz);
+    if (cells > 0) m_grid.reset(new unsigned char[cells]());
+}
+
+Voxelization::Voxelization(Voxelization const &other) = default;
+Voxelization::~Voxelization() = default;
+Voxelization &Voxelization::operator=(Voxelization const &other) = default;
+
+std::size_t Voxelization::cellCount() const { return m_grid ? m_nx * m_ny * m_nz : 0; }
+
+void Voxelization::send(char const *message) {
+    if (m_feedback != nullptr) m_feedback->progressMessage(std::string(message), 0, 0);
+}
+
+double Voxelization::deltax() {
+    return m_mesh ? m_mesh->getBoundingBox()->length() / double(m_nx) : 0.0;
+}
+double Voxelization::deltay() {
+    return m_mesh ? m_mesh->getBoundingBox()->width() / double(m_ny) : 0.0;
+}
+double Voxelization::deltaz() {
+    return m_mesh ? m_mesh->getBoundingBox()->height() / double(m_nz) : 0.0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Marking
+
+bool Voxelization::markVoxels() {
+    if (!m_mesh) return false;
+    if (cellCount() == 0) return true;
+    std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    CellGeometry const g = geometryOf(*m_mesh, count);
+    std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
+
+    Triangulation &mesh = *m_mesh;
+    for (Triangle *t : mesh.triangleList()) {
+        Point3D const &p0 = *mesh.vertex(t, 0)->point();
+        Point3D const &p1 = *mesh.vertex(t, 1)->point();
+        Point3D const &p2 = *mesh.vertex(t, 2)->point();
+        int first[3], last[3];
+        for (int a = 0; a < 3; ++a) {
+            double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
+            double const hi = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
+            first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], limit[a]);
+            last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], limit[a]);
+        }
+        markVoxelsPerTriangle(t, first[0], first[1], first[2], last[0], last[1], last[2]);
+    }
+    return true;
+}
+
+void Voxelization::markVoxelsPerTriangle(Triangle *t, int i0, int j0, int k0, int i1, int j1,
+                                         int k1) {
+    if (!m_mesh || cellCount() == 0) return;
+    Triangulation &mesh = *m_mesh;
+    Point3D &p0 = *mesh.vertex(t, 0)->point();
+    Point3D &p1 = *mesh.vertex(t, 1)->point();
+    Point3D &p2 = *mesh.vertex(t, 2)->point();
+    BoundingBox3D box;
+    box.add(p0);
+    box.add(p1);
+    box.add(p2);
+    Plane const plane(p0, p1, p2);
+
+    std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    CellGeometry const g = geometryOf(mesh, count);
+    i0 = std::max(i0, 0);
+    j0 = std::max(j0, 0);
+    k0 = std::max(k0, 0);
+    i1 = std::min(i1, int(m_nx) - 1);   // a valid grid's counts fit in 32 bits
+    j1 = std::min(j1, int(m_ny) - 1);
+    k1 = std::min(k1, int(m_nz) - 1);
+
+    BoundingBox3D const &cbox = box;
+    unsigned char *grid = m_grid.get();
+    for (int i = i0; i <= i1; ++i)
+        for (int j = j0; j <= j1; ++j) {
+            unsigned char *row = grid + (std::size_t(i) * m_ny + std::size_t(j)) * m_nz;
+            for (int k = k0; k <= k1; ++k) {
+                if (row[k] != 0) continue;
+                if (voxel::cellTouchesTriangle(g, cbox.lower(), cbox.upper(), plane, p0, p1, p2,
+                                               i, j, k))
+                    row[k] |= 1;
+            }
+        }
+}
+
+void Voxelization::voxelxTriangleIntersection(BoundingBox3D &box, Plane &plane, Point3D &p0,
+                                              Point3D &p1, Point3D &p2, int i, int j, int k) {
+    if (!m_mesh || cellCount() == 0) return;
+    if (i < 0 || j < 0 || k < 0 || std::size_t(i) >= m_nx || std::size_t(j) >= m_ny ||
+        std::size_t(k) >= m_nz)
+        return;
+    unsigned char &cell = m_grid[(std::size_t(i) * m_ny + std::size_t(j)) * m_nz + std::size_t(k)];
+    if (cell != 0) return;
+    std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    BoundingBox3D const &cbox = box;
+    if (voxel::cellTouchesTriangle(geometryOf(*m_mesh, count), cbox.lower(), cbox.upper(), plane,
+                                   p0, p1, p2, i, j, k))
+        cell |= 1;
+}
+
+bool Voxelization::pointInsideTriangle(Point3D &point, Point3D &t1, Point3D &t2, Point3D &t3,
+                                       Tolerance tol) {
+    return voxel::pointInTriangle(point, t1, t2, t3, tol.value());
+}
+
+bool Voxelization::segxtri(Point3D &s0, Point3D &s1, Point3D &t0, Point3D &t1, Point3D &t2,
+                           Tolerance tol) {
+    return voxel::segmentCrossesTriangle(s0, s1, t0, t1, t2, tol.value());
+}
+
+bool Voxelization::trixtri(Point3D &a0, Point3D &a1, Point3D &a2, Point3D &b0, Point3D &b1,
+                           Point3D &b2) {
+    return voxel::trianglesCross(a0, a1, a2, b0, b1, b2);
+}
+
+bool Voxelization::voxelxTriangle(Point3D &p0, Point3D &p1, Point3D &p2, Point3D *corners) {
+    return voxel::triangleCrossesCell(p0, p1, p2, corners);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Surface
+
+Triangulation *Voxelization::triangulation() {
+    VoxelMeshGuard guard(new Triangulation());
+    if (m_mesh && cellCount() > 0) {
+        Triangulation &mesh = *guard.get();
+        std::size_t const count[3] = {m_nx, m_ny, m_nz};
+        auto newVertex = [&mesh](std::unique_ptr<Point3D> point) {
+            auto vertex = std::make_unique<Vertex>(point.release());
+            std::size_t const index = mesh.addVertex(vertex.get());
+            vertex.release();
+            return static_cast<int>(index);
+        };
+        auto emitCell = [&guard](int const (&corner)[8]) {
+            for (auto const &t : kSurfaceTriangles)
+                guard.addTriangle(corner[t[0]], corner[t[1]], corner[t[2]]);
+        };
+        voxel::buildCorners(m_grid.get(), count, geometryOf(*m_mesh, count), true, newVertex,
+                            emitCell);
+    }
+    if (guard.get()->triangleList().empty()) return nullptr;
+    return guard.release();
+}
+
+void Voxelization::quadulation(std::vector<Vertex *> &vertices,
+                               std::vector<std::size_t> &indices) {
+    if (!m_mesh || cellCount() == 0) return;
+    std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    auto newVertex = [&vertices](std::unique_ptr<Point3D> point) {
+        auto vertex = std::make_unique<Vertex>(point.release());
+        vertices.push_back(vertex.get());
+        vertex.release();
+        return static_cast<int>(vertices.size() - 1);
+    };
+    auto emitCell = [&indices](int const (&corner)[8]) {
+        for (auto const &quad : kSurfaceQuads)
+            for (int q : quad) indices.push_back(static_cast<std::size_t>(corner[q]));
+    };
+    voxel::buildCorners(m_grid.get(), count, geometryOf(*m_mesh, count), true, newVertex,
+                        emitCell);
+}
+
+Triangulation *Voxelization::voxelize() {
+    send("\nMarking Voxels...");
+    bool const marked = markVoxels();
+    send("Marking Voxels done.");
+    if (!marked) return nullptr;
+
+    send("Creating Triangulation...");
+    VoxelMeshGuard built(triangulation());   // held until the last message is through
+    if (built.get() != nullptr)
+        built.get()->setName("Voxel_" + std::to_string(m_nx) + "_" + std::to_string(m_ny) + "_" +
+                       std::to_string(m_nz));
+    send("Creating Triangulation done.");
+    return built.release();
+}
+
+void Voxelization::voxelize(std::vector<Vertex *> &vertices, std::vector<std::size_t> &indices) {
+    send("\nMarking Voxels...");
+    bool const marked = markVoxels();
+    send("Marking Voxels done.");
+    if (!marked) return;
+    send("Creating Quads...");
+    quadulation(vertices, indices);
+    send("Creating Quads done.");
+}
+
+} // namespace ORVANE_DATABASE
