@@ -16,15 +16,13 @@ public:
     // are not copy-constructed.
     Vertex(Vertex const &) = delete;
 
-    // Makes this vertex name the source's point: both vertices then share one point. The
-    // point this vertex owned before is deleted (it would otherwise be lost). Because both
-    // destructors would delete the shared point, only one of the two may reach destruction;
-    // assigning a vertex to itself changes nothing.
+    // Makes this vertex name the source's point: both vertices then share one point, which
+    // only one of them may still own when it is destroyed. The point this vertex named before
+    // is not deleted; it stays with whoever else owns it. Assigning a null vertex detaches a
+    // vertex from a point it shares without owning it (a face mesh's vertex shares the source
+    // mesh's point): `*v = Vertex(nullptr); delete v;` releases v and leaves the point alone.
     Vertex &operator=(Vertex const &other) {
-        if (other.m_point != m_point) {
-            delete m_point;
-            m_point = other.m_point;
-        }
+        m_point = other.m_point;
         return *this;
     }
 
