@@ -1,0 +1,223 @@
+// orvane segment: the faces of a model split along sharp edges, written as one mesh with a
+// group (OBJ) or a colour (PLY) per face. orvane boundaries: the model's border contours.
+#include "commands.h"
+#include "contour_export.h"
+#include "mesh_export.h"
+
+#include "Outcome.h"
+#include "PLC.h"
+#include "Segmentation.h"
+#include "Triangle.h"
+#include "Triangulation.h"
+#include "Vertex.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iostream>
+#include <map>
+#include <set>
+#include <sstream>
+
+namespace orvane {
+
+namespace {
+
+struct SegmentOptions {
+    std::string model;
+    double angle = 30;
+    std::string output;
+};
+
+// The face meshes segmentize() delivers. Their vertices share the source mesh's points, so
+// a face vertex is released without running ~Vertex (which would delete the shared point).
+struct FaceSet {
+    std::set<odb::Triangulation *> meshes;
+    FaceSet() = default;
+    FaceSet(FaceSet const &) = delete;
+    FaceSet &operator=(FaceSet const &) = delete;
+    ~FaceSet() {
+        for (odb::Triangulation *face : meshes) {
+            std::vector<odb::Vertex *> vertices = face->vertexList();
+            std::vector<odb::Triangle *> triangles = face->triangleList();
+            delete face;
+            for (odb::Triangle *t : triangles) delete t;
+            for (odb::Vertex *v : vertices) {
+                *v = odb::Vertex(nullptr);  // the point belongs to the source mesh
+                delete v;
+            }
+        }
+    }
+};
+
+std::string angleText(double angle) {
+    std::ostringstream s;
+    s << angle;
+    return s.str();
+}
+
+int runSegment(SegmentOptions const &o, CommonOptions const &common) {
+    requireFinite(o.angle, "--angle");
+    if (o.angle < 0 || o.angle > 180)
+        throw UsageError("--angle must lie between 0 and 180 degrees (got " + angleText(o.angle) + ")");
+    if (!o.output.empty()) {
+        std::string ext = extensionOf(o.output);
+        if (ext != "obj" && ext != "ply")
+            throw UsageError("output '" + o.output + "': segment writes .obj (a group per face) or "
+                             ".ply (a colour per face) files");
+    }
+    Progress progress(common);
+    ModelInput in = loadInput(o.model, progress);
+    std::string const output = o.output.empty() ? in.stem + "-faces.obj" : o.output;
+    OwnedMesh &source = *in.mesh;
+
+    progress.stage("Segmenting " + std::to_string(source.triangleCount()) + " triangles");
+    FaceSet faces;
+    odb::Segmentation segmentation(&source.mesh(), o.angle);
+    odb::Outcome result = segmentation.segmentize(faces.meshes);
+    progress.done();
+
+    std::vector<MeshPart> parts;
+    std::string const suffix = "_" + angleText(o.angle);
+    if (!result.isOk()) {
+        // No sharp or border edge at all: a smooth closed surface is one face.
+        if (!faces.meshes.empty() || result.mesg() != "Strong Edge not found")
+            throw std::runtime_error("segmentation failed: " + result.mesg());
+        warn(common, in.name + " has no edge sharper than " + angleText(o.angle) +
+                         " degrees and no border: it is a single face");
+        parts.push_back(partOf(source, "Face-1" + suffix, false));
+    } else {
+        // The kernel numbers faces in pointer order, which changes from run to run; the file
+        // numbers them by their lowest source triangle instead, so that output is repeatable.
+        std::map<odb::Point3D const *, std::size_t> sourceVertex;
+        for (std::size_t v = 0; v < source.vertexCount(); ++v) sourceVertex[&source.point(v)] = v;
+        std::map<std::array<std::size_t, 3>, std::size_t> sourceTriangle;
+        for (std::size_t t = source.triangleCount(); t-- > 0;) {
+            odb::Triangle &tri = source.triangle(t);
+            std::array<std::size_t, 3> k{{tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)}};
+            std::sort(k.begin(), k.end());
+            sourceTriangle[k] = t;   // the lowest index of repeated triangles wins
+        }
+        std::vector<std::pair<std::size_t, MeshPart>> ordered;
+        for (odb::Triangulation *face : faces.meshes) {
+            // Within a face too, triangles follow the source's order and vertices their
+            // first use, so that the file does not depend on where objects were allocated.
+            std::vector<odb::Vertex *> const &vertices = face->vertexList();
+            std::vector<std::pair<std::size_t, std::array<std::size_t, 3>>> triangles;
+            for (odb::Triangle *t : face->triangleList()) {
+                std::array<std::size_t, 3> local{{t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)}};
+                std::array<std::size_t, 3> k{};
+                for (int c = 0; c < 3; ++c) {
+                    auto found = sourceVertex.find(vertices[local[c]]->point());
+                    k[c] = found == sourceVertex.end() ? SIZE_MAX : found->second;
+                }
+                std::sort(k.begin(), k.end());
+                auto found = sourceTriangle.find(k);
+                triangles.emplace_back(found == sourceTriangle.end() ? SIZE_MAX : found->second, local);
+            }
+            std::stable_sort(triangles.begin(), triangles.end(),
+                             [](auto const &a, auto const &b) { return a.first < b.first; });
+            MeshPart part;
+            std::vector<std::size_t> renumber(vertices.size(), SIZE_MAX);
+            for (auto const &entry : triangles) {
+                std::array<std::size_t, 3> tri{};
+                for (int c = 0; c < 3; ++c) {
+                    std::size_t &v = renumber[entry.second[c]];
+                    if (v == SIZE_MAX) {
+                        odb::Point3D const &p = *vertices[entry.second[c]]->point();
+                        v = part.points.size();
+                        part.points.push_back({{p.x(), p.y(), p.z()}});
+                    }
+                    tri[c] = v;
+                }
+                part.triangles.push_back(tri);
+            }
+            ordered.emplace_back(triangles.empty() ? SIZE_MAX : triangles.front().first, std::move(part));
+        }
+        std::stable_sort(ordered.begin(), ordered.end(),
+                         [](auto const &a, auto const &b) { return a.first < b.first; });
+        for (auto &entry : ordered) parts.push_back(std::move(entry.second));
+        for (std::size_t i = 0; i < parts.size(); ++i)
+            parts[i].name = "Face-" + std::to_string(i + 1) + suffix;
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) parts[i].colour = partColour(i);
+    writeMesh(output, parts);
+
+    std::size_t largest = 0;
+    for (MeshPart const &p : parts) largest = std::max(largest, p.triangles.size());
+    std::cout << in.name << ": " << parts.size() << " faces at " << angleText(o.angle)
+              << " degrees, the largest of " << largest << " triangles; wrote " << output << "\n";
+    return 0;
+}
+
+struct BoundaryOptions {
+    std::string model;
+    std::string output;
+};
+
+int runBoundaries(BoundaryOptions const &o, CommonOptions const &common) {
+    std::string ext = o.output.empty() ? "json" : extensionOf(o.output);
+    if (ext != "json" && ext != "svg")
+        throw UsageError("output '" + o.output + "': boundaries writes .json or .svg files");
+    Progress progress(common);
+    ModelInput in = loadInput(o.model, progress);
+    std::string const output = o.output.empty() ? in.stem + "-boundaries.json" : o.output;
+
+    ContourList contours;
+    odb::Segmentation segmentation(&in.mesh->mesh(), 30);
+    odb::Outcome result = segmentation.boundaries(contours.items);
+    bool const closed = !result.isOk();   // "No boundry found.": no border edge at all
+    Layer all;
+    all.index = 1;
+    std::size_t open = 0;
+    for (odb::PLC *plc : contours.items) {
+        all.contours.push_back(contourData(*plc));
+        if (!all.contours.back().closed) ++open;
+    }
+    AtomicFile file(output);
+    if (ext == "json") {
+        file.write(contoursJson(all.contours, in.name));
+    } else {
+        ViewFrame top;   // seen from above: x to the right, y up
+        classifyContours(all, top);
+        file.write(layersSvg({all}, top, in.name + ", border contours seen from above"));
+    }
+    file.commit();
+    std::cout << in.name << ": " << all.contours.size() << " border contours, " << open
+              << " open" << (closed ? " (the model has no border)" : "") << "; wrote " << output
+              << "\n";
+    return 0;
+}
+
+}  // namespace
+
+Runner addSegmentCommand(CLI::App &root, CommonOptions const &common) {
+    auto o = std::make_shared<SegmentOptions>();
+    CLI::App *cmd = root.add_subcommand(
+        "segment", "Split a model into faces along sharp edges (OBJ or PLY, one group or colour per face)");
+    addModelArgument(*cmd, o->model);
+    cmd->add_option("-a,--angle", o->angle,
+                    "Edges whose faces turn by more than this many degrees split faces "
+                    "(0 to 180, default 30)");
+    cmd->add_option("-o,--output", o->output,
+                    "Output mesh, .obj (a group per face) or .ply (a colour per face); "
+                    "default MODEL-faces.obj");
+    cmd->footer("Examples:\n"
+                "  orvane segment bracket.stl --angle 20 -o bracket-faces.ply\n"
+                "  orvane segment -o part-faces.obj              (the built-in part)");
+    return [o, &common] { return runSegment(*o, common); };
+}
+
+Runner addBoundariesCommand(CLI::App &root, CommonOptions const &common) {
+    auto o = std::make_shared<BoundaryOptions>();
+    CLI::App *cmd = root.add_subcommand(
+        "boundaries", "Border contours of an open model (JSON, or an SVG seen from above)");
+    addModelArgument(*cmd, o->model);
+    cmd->add_option("-o,--output", o->output,
+                    "Output file, .json (every contour's points) or .svg (seen from above); "
+                    "default MODEL-boundaries.json");
+    cmd->footer("Example:\n  orvane boundaries scan.ply -o scan-borders.svg");
+    return [o, &common] { return runBoundaries(*o, common); };
+}
+
+}  // namespace orvane

@@ -1,0 +1,101 @@
+#include "slicing/PlaneSweep.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <iterator>
+#include <stdexcept>
+
+namespace ORVANE_DATABASE {
+namespace slicing {
+
+std::size_t PlaneSweep::guess(double x) const {
+    std::vector<double> const &g = *groups_;
+    double const q = std::ceil((x - origin_) * inverseStep_);
+    if (!(q > 0.0)) return 0;
+    if (q >= static_cast<double>(g.size())) return g.size();
+    return static_cast<std::size_t>(q);
+}
+
+// The planes are evenly spaced, so an affine guess lands within a step or two of the answer;
+// a short walk corrects it, and a binary search takes over when the walk runs long (groups
+// merged from equal distances break the even spacing).
+std::size_t PlaneSweep::firstAtLeast(double x) const {
+    std::vector<double> const &g = *groups_;
+    std::size_t k = guess(x);
+    for (int steps = 0; steps < 4; ++steps) {
+        if (k > 0 && g[k - 1] >= x)
+            --k;
+        else if (k < g.size() && g[k] < x)
+            ++k;
+        else
+            return k;
+    }
+    return static_cast<std::size_t>(std::lower_bound(g.begin(), g.end(), x) - g.begin());
+}
+
+std::size_t PlaneSweep::firstAbove(double x) const {
+    std::vector<double> const &g = *groups_;
+    std::size_t k = guess(x);
+    for (int steps = 0; steps < 4; ++steps) {
+        if (k > 0 && g[k - 1] > x)
+            --k;
+        else if (k < g.size() && g[k] <= x)
+            ++k;
+        else
+            return k;
+    }
+    return static_cast<std::size_t>(std::upper_bound(g.begin(), g.end(), x) - g.begin());
+}
+
+void PlaneSweep::start(std::vector<double> const &groups, std::size_t triangles) {
+    if (triangles > std::numeric_limits<Index>::max() - 1 ||
+        groups.size() > std::numeric_limits<Index>::max() - 1)
+        throw std::length_error("PlaneSweep: too many triangles or planes");
+    groups_ = &groups;
+    group_ = 0;
+    origin_ = groups.empty() ? 0.0 : groups.front();
+    inverseStep_ = 0.0;
+    if (groups.size() > 1) {
+        double const step = (groups.back() - groups.front()) / static_cast<double>(groups.size() - 1);
+        if (step > 0.0 && std::isfinite(1.0 / step)) inverseStep_ = 1.0 / step;
+    }
+    lastGroup_.assign(triangles, kNever);
+    filed_.assign(triangles, kNever);   // entering group for now, see finish()
+    bucketStart_.assign(groups.size() + 1, 0);
+    everywhere_.clear();
+    active_.clear();
+}
+
+bool PlaneSweep::file(std::size_t t, double low, double high) {
+    if (!std::isfinite(low) || !std::isfinite(high)) return true;
+    std::size_t const first = firstAtLeast(low);
+    std::size_t const end = firstAbove(high);
+    if (first >= end) return false;
+    filed_[t] = static_cast<Index>(first);
+    lastGroup_[t] = static_cast<Index>(end - 1);
+    ++bucketStart_[first + 1];
+    return false;
+}
+
+// A stable counting sort by entering group, so that every bucket is in ascending index.
+void PlaneSweep::finish() {
+    std::size_t const groupCount = groups_->size();
+    for (std::size_t g = 0; g < groupCount; ++g) bucketStart_[g + 1] += bucketStart_[g];
+    std::vector<Index> fill(bucketStart_.begin(), bucketStart_.end() - 1);
+    std::vector<Index> order(bucketStart_[groupCount]);
+    for (std::size_t t = 0; t < filed_.size(); ++t)
+        if (filed_[t] != kNever) order[fill[filed_[t]]++] = static_cast<Index>(t);
+    filed_.swap(order);
+}
+
+std::vector<PlaneSweep::Candidate> const &PlaneSweep::mergeEverywhere() {
+    result_.clear();
+    auto byTriangle = [](Candidate const &a, Candidate const &b) { return a.triangle < b.triangle; };
+    std::merge(active_.begin(), active_.end(), everywhere_.begin(), everywhere_.end(),
+               std::back_inserter(result_), byTriangle);
+    return result_;
+}
+
+}  // namespace slicing
+}  // namespace ORVANE_DATABASE

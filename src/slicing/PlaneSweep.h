@@ -1,0 +1,110 @@
+#pragma once
+// Candidate triangles per cutting plane, for any slicing direction.
+//
+// Every triangle has an interval [low, high] along the slicing direction outside which no
+// plane can cut it (its corners' projections, widened by a safety margin). The planes,
+// merged into groups of equal distance, are ascending; each triangle is filed under the
+// first group it reaches, and a sweep over the groups keeps the list of triangles whose
+// interval contains the current group, in ascending triangle index. Advancing costs the
+// triangles entering, leaving and staying, so a whole sweep is O(T + G + candidates) after
+// O(T) filing: the work follows the cross-sections, not triangles x planes, whatever the
+// direction.
+//
+// The list carries each triangle's corner coordinates: a triangle stays listed for every
+// plane that crosses it, so its corners are fetched from the mesh once, when it enters,
+// and the per-plane loop reads one contiguous array instead of three scattered vertices.
+//
+// Triangles whose interval is unknown (a NaN or infinite bound) are candidates of every
+// group; they are merged into each list in index order.
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace ORVANE_DATABASE {
+namespace slicing {
+
+class PlaneSweep {
+public:
+    using Index = std::uint32_t;
+    static constexpr Index kNever = std::numeric_limits<Index>::max();
+
+    // A listed triangle: its corners (x, y, z of corner 0, 1, 2), its index, and the last
+    // group its interval reaches.
+    struct Candidate {
+        double corners[9];
+        Index triangle;
+        Index last;
+    };
+
+    // `groups`: strictly ascending finite plane distances (kept by reference; must outlive
+    // the sweep). `interval(t, low, high)` gives triangle t's interval, a NaN or infinite
+    // bound making t a candidate of every group; `corners(t, nine)` writes its corners.
+    // Restarts the sweep before the first group.
+    template <class Interval, class Corners>
+    void reset(std::vector<double> const &groups, std::size_t triangles, Interval &&interval,
+               Corners &&corners) {
+        start(groups, triangles);
+        for (std::size_t t = 0; t < triangles; ++t) {
+            double low = 0.0, high = 0.0;
+            interval(t, low, high);
+            if (file(t, low, high)) {
+                everywhere_.push_back(Candidate{{}, static_cast<Index>(t), kNever});
+                corners(t, everywhere_.back().corners);
+            }
+        }
+        finish();
+    }
+
+    // Candidates of the next group, ascending by triangle; call once per group, in order.
+    // `corners(t, nine)` fetches the corners of entering triangles. The reference stays
+    // valid until the next call.
+    template <class Corners>
+    std::vector<Candidate> const &next(Corners &&corners) {
+        std::size_t const g = group_++;
+        // Survivors of the previous group merged with the entering ones, both ascending.
+        scratch_.clear();
+        Index const *in = filed_.data() + bucketStart_[g];
+        Index const *inEnd = filed_.data() + bucketStart_[g + 1];
+        auto enter = [&](Index t) {
+            scratch_.push_back(Candidate{{}, t, lastGroup_[t]});
+            corners(t, scratch_.back().corners);
+        };
+        for (Candidate const &c : active_) {
+            if (c.last < g) continue;
+            while (in != inEnd && *in < c.triangle) enter(*in++);
+            scratch_.push_back(c);
+        }
+        while (in != inEnd) enter(*in++);
+        active_.swap(scratch_);
+        if (everywhere_.empty()) return active_;
+        return mergeEverywhere();
+    }
+
+    // Whether some triangle has an unknown interval (is a candidate of every group).
+    bool everywhere() const { return !everywhere_.empty(); }
+
+private:
+    void start(std::vector<double> const &groups, std::size_t triangles);
+    // Files t under its entering group; true when its interval is unknown.
+    bool file(std::size_t t, double low, double high);
+    void finish();
+    std::vector<Candidate> const &mergeEverywhere();
+    std::size_t firstAtLeast(double x) const;   // first group with distance >= x
+    std::size_t firstAbove(double x) const;     // first group with distance > x
+    std::size_t guess(double x) const;
+
+    std::vector<double> const *groups_ = nullptr;
+    double origin_ = 0.0;
+    double inverseStep_ = 0.0;
+
+    std::vector<Index> lastGroup_;      // per triangle: last group its interval reaches
+    std::vector<Index> bucketStart_;    // per group: its entering triangles in filed_
+    std::vector<Index> filed_;          // triangles by entering group, ascending index within
+    std::vector<Candidate> everywhere_; // triangles with an unknown interval
+    std::vector<Candidate> active_, scratch_, result_;
+    std::size_t group_ = 0;
+};
+
+}  // namespace slicing
+}  // namespace ORVANE_DATABASE

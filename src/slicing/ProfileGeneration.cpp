@@ -1,0 +1,309 @@
+// The profile engine: Profiler::generateProfile.
+//
+// The result is that of cutting, plane by plane in ascending order, every triangle that the
+// cell index offers for the plane's cutting triangle, in ascending triangle index, with the
+// exact triangle-triangle test, then stitching the plane's segments. The engine reaches the
+// same result without asking the cell index per plane (for an oblique plane its query box
+// spans the whole grid, so every triangle would be tested against every plane):
+//
+//  1. Candidates come from a sweep over the planes' distances (PlaneSweep.h). A triangle is
+//     offered to a plane when its corners' projections on the normal, widened by a margin,
+//     reach the plane's distance. The margin bounds how far the exact test's arithmetic (a
+//     cutting triangle built from rounded axes around a rounded foot point, unnormalised
+//     plane values) can stray from the projections; it is far larger than that bound and
+//     still negligible (about 1e-8 units for meshes within 1000 units of the origin). A
+//     triangle outside it has all three plane values of one strict sign in the exact test,
+//     which therefore rejects it: the candidates are a superset of what the test cuts.
+//  2. Every candidate goes through the very test the private operations use
+//     (TriangleIntersection.h), and a cut is kept only if the cell index would have offered
+//     the triangle: its registration block meets the plane's query block. That check costs
+//     a few comparisons per cut and makes the equivalence exact, also where the cell rules
+//     (clamping, the cutting triangle's limited box) decide.
+//  3. Repeated segments are removed (DuplicateSegments.h) and the rest chained by the shared
+//     chainer, which builds the one-step stitching's chains in near-linear time.
+//  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
+//     copies (a flat mesh sliced n times costs one plane, not n).
+//
+// Nothing is allocated per candidate or per plane beyond the delivered contours: the mesh
+// is read once per call into flat arrays (coordinates, corner indices, projections) and the
+// per-plane buffers are reused.
+#include "Profiler.h"
+
+#include "Direction3D.h"
+#include "PLC.h"
+#include "Triangle.h"
+#include "Triangulation.h"
+#include "Vertex.h"
+#include "entities/SegmentChainer.h"
+#include "slicing/CuttingPlanes.h"
+#include "slicing/DuplicateSegments.h"
+#include "slicing/PlaneSweep.h"
+#include "slicing/SegmentRecords.h"
+#include "slicing/TriangleIntersection.h"
+#include "slicing/VoxelGrid.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace ORVANE_DATABASE {
+
+namespace {
+
+using slicing::PlaneSweep;
+using Index = PlaneSweep::Index;
+
+// Coordinates beyond this magnitude (or not finite) could overflow the test's products, so
+// the margin argument does not cover them: such triangles are offered to every plane.
+constexpr double kWild = 1e100;
+
+// The mesh as flat arrays, read once per call.
+struct MeshArrays {
+    std::vector<double> xyz;            // 3 per vertex
+    std::vector<double> projection;     // per vertex: normal . point; NaN for wild vertices
+    std::vector<Index> corners;         // 3 per triangle
+    double magnitude = 0.0;             // largest |coordinate| of the tame vertices
+
+    void read(Triangulation &mesh, Vector3D const &n) {
+        std::vector<Vertex *> const &vertices = mesh.vertexList();
+        std::vector<Triangle *> const &triangles = mesh.triangleList();
+        if (vertices.size() > std::numeric_limits<Index>::max())
+            throw std::length_error("Profiler: too many vertices");
+        xyz.resize(3 * vertices.size());
+        projection.resize(vertices.size());
+        magnitude = 0.0;
+        for (std::size_t v = 0; v < vertices.size(); ++v) {
+            Point3D const &p = *vertices[v]->point();
+            double const x = p.x(), y = p.y(), z = p.z();
+            xyz[3 * v] = x;
+            xyz[3 * v + 1] = y;
+            xyz[3 * v + 2] = z;
+            double const m = std::max(std::fabs(x), std::max(std::fabs(y), std::fabs(z)));
+            if (m <= kWild) {
+                projection[v] = n.i() * x + n.j() * y + n.k() * z;
+                magnitude = std::max(magnitude, m);
+            } else {
+                projection[v] = std::numeric_limits<double>::quiet_NaN();
+            }
+        }
+        corners.resize(3 * triangles.size());
+        for (std::size_t t = 0; t < triangles.size(); ++t)
+            for (std::size_t c = 0; c < 3; ++c) {
+                std::size_t const v = triangles[t]->vertexIndex(c);
+                (void)vertices.at(v);   // the range check of corner access
+                corners[3 * t + c] = static_cast<Index>(v);
+            }
+    }
+    double const *point(Index v) const { return xyz.data() + 3 * static_cast<std::size_t>(v); }
+};
+
+// Per-plane working state, reused from plane to plane.
+struct PlaneWork {
+    std::vector<SegmentEnds> cut;    // segments in candidate order; then without repeats
+    std::vector<SegmentEnds> raw;    // the cut as recorded, kept when the next plane repeats it
+    std::vector<PLC *> contours;     // made by the chainer, not yet delivered
+    slicing::DuplicateSegments duplicates;
+};
+
+void releaseAll(std::vector<PLC *> &contours) {
+    for (PLC *c : contours) releaseContour(c);
+    contours.clear();
+}
+
+// Names the contours Slice_<counter> in order and hands them to `out`.
+void deliver(std::vector<PLC *> &contours, std::vector<PLC *> &out, int &counter) {
+    try {
+        for (PLC *&c : contours) {
+            c->setName("Slice_" + std::to_string(counter + 1));
+            ++counter;
+            out.push_back(c);
+            c = nullptr;
+        }
+    } catch (...) {
+        releaseAll(contours);
+        throw;
+    }
+    contours.clear();
+}
+
+// New contours with new points at the coordinates of out[first, last), in order.
+void copyContours(std::vector<PLC *> const &out, std::size_t first, std::size_t last,
+                  std::vector<PLC *> &copies) {
+    try {
+        for (std::size_t k = first; k < last; ++k) {
+            std::unique_ptr<PLC, void (*)(PLC *)> copy(new PLC(), &releaseContour);
+            std::vector<Point3D *> const &points = *out[k]->pointList();
+            copy->pointList()->reserve(points.size());
+            for (Point3D const *p : points) {
+                auto point = std::make_unique<Point3D>(*p);
+                copy->addPoint(point.get());
+                point.release();
+            }
+            copies.push_back(copy.release());
+        }
+    } catch (...) {
+        releaseAll(copies);
+        throw;
+    }
+}
+
+}  // namespace
+
+Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
+    if (sliceCount < 1 || triangulation == nullptr || direction == nullptr) return Outcome();
+
+    Direction3D normal;
+    std::vector<double> distances;
+    slicing::planeDistances(direction->vector3D(), *triangulation->getBoundingBox(), sliceCount,
+                            normal, distances);
+    Vector3D const n = normal.vector3D();
+    // A zero normal gives degenerate cutting triangles that cut nothing; a NaN one cuts
+    // nothing meaningful. Either way: no contours.
+    if (!(std::isfinite(n.i()) && std::isfinite(n.j()) && std::isfinite(n.k())) ||
+        !(n.magnitudeSqr() > 0.0))
+        return Outcome();
+    if (triangulation->triangleList().empty()) return Outcome();
+
+    Vector3D axisX, axisY, axisZ;
+    findArbitraryAxis(n, Vector3D(0, 1, 0), Vector3D(0, 0, 1), axisX, axisY, axisZ);
+
+    MeshArrays mesh;
+    mesh.read(*triangulation, n);
+    std::size_t const triangleCount = triangulation->triangleList().size();
+
+    // Distinct finite distances, ascending: the sweep's groups.
+    std::vector<double> groups;
+    for (double d : distances)
+        if (std::isfinite(d)) groups.push_back(d);
+    std::sort(groups.begin(), groups.end());
+    groups.erase(std::unique(groups.begin(), groups.end()), groups.end());
+    if (groups.empty()) return Outcome();
+
+    double const reach = std::max(std::fabs(groups.front()), std::fabs(groups.back()));
+    double const span = reach + 2.0 * mesh.magnitude + 2500.0;
+    double const margin = 1e-12 * (span + span * span / 1000.0);
+
+    auto interval = [&](std::size_t t, double &low, double &high) {
+        double const a = mesh.projection[mesh.corners[3 * t]];
+        double const b = mesh.projection[mesh.corners[3 * t + 1]];
+        double const c = mesh.projection[mesh.corners[3 * t + 2]];
+        if (std::isnan(a) || std::isnan(b) || std::isnan(c)) {
+            low = high = std::numeric_limits<double>::quiet_NaN();
+            return;
+        }
+        low = std::min(a, std::min(b, c)) - margin;
+        high = std::max(a, std::max(b, c)) + margin;
+    };
+    auto corners = [&](std::size_t t, double *nine) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            double const *p = mesh.point(mesh.corners[3 * t + c]);
+            nine[3 * c] = p[0];
+            nine[3 * c + 1] = p[1];
+            nine[3 * c + 2] = p[2];
+        }
+    };
+    PlaneSweep sweep;
+    sweep.reset(groups, triangleCount, interval, corners);
+
+    // Cut points lie in their mesh triangle's box (up to rounding), which bounds |x| + |y| + |z|
+    // for the repeat removal's rounding slack; with wild triangles it is measured instead.
+    double const pointBound = sweep.everywhere() ? -1.0 : 3.0 * mesh.magnitude * (1.0 + 1e-6);
+
+    VoxelGrid &grid = *voxelGrid;
+    PlaneWork work;
+    std::vector<PlaneSweep::Candidate> everyTriangle;   // for a plane the sweep has passed (never expected)
+    std::size_t nextGroup = 0;
+    int counter = 0;
+    bool havePrevious = false;
+    double previousDistance = 0.0;
+    std::size_t previousFirst = 0, previousLast = 0;
+
+    for (std::size_t plane = 0; plane < distances.size(); ++plane) {
+        double const distance = distances[plane];
+        if (!std::isfinite(distance)) {
+            havePrevious = false;
+            continue;
+        }
+        if (havePrevious && distance == previousDistance) {
+            segmentRecords->append(work.raw.data(), work.raw.data() + work.raw.size());
+            copyContours(out, previousFirst, previousLast, work.contours);
+            std::size_t const first = out.size();
+            deliver(work.contours, out, counter);
+            previousFirst = first;
+            previousLast = out.size();
+            continue;
+        }
+
+        std::size_t const group = static_cast<std::size_t>(
+            std::lower_bound(groups.begin(), groups.end(), distance) - groups.begin());
+        std::vector<PlaneSweep::Candidate> const *candidates = nullptr;
+        if (group >= nextGroup) {
+            while (nextGroup <= group) {
+                candidates = &sweep.next(corners);
+                ++nextGroup;
+            }
+        } else {
+            if (everyTriangle.empty())
+                for (std::size_t t = 0; t < triangleCount; ++t) {
+                    everyTriangle.push_back(PlaneSweep::Candidate{{}, static_cast<Index>(t), PlaneSweep::kNever});
+                    corners(t, everyTriangle.back().corners);
+                }
+            candidates = &everyTriangle;
+        }
+
+        // The plane's cutting triangle and the cells its box covers.
+        Point3D corners[3];
+        slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
+        double v[3][3];
+        for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
+        slicing::FirstTriangle cutter;
+        slicing::prepareFirstTriangle(v[0], v[1], v[2], cutter);
+        CellBlock query;
+        bool const reached = grid.queryBlock(VoxelGrid::cornerBox(corners[0], corners[1], corners[2]), query);
+
+        work.cut.clear();
+        if (reached) {
+            IndexMembership const offered(grid, query);
+            for (PlaneSweep::Candidate const &candidate : *candidates) {
+                double const *u0 = candidate.corners;
+                double const *u1 = candidate.corners + 3;
+                double const *u2 = candidate.corners + 6;
+                double p[3], q[3];
+                if (!slicing::cutSegment(cutter, u0, u1, u2, p, q)) continue;
+                // The triangle's box as VoxelGrid::cornerBox forms it.
+                double lower[3], upper[3];
+                for (int a = 0; a < 3; ++a) {
+                    lower[a] = std::min(std::min(u0[a], u1[a]), u2[a]);
+                    upper[a] = std::max(std::max(u0[a], u1[a]), u2[a]);
+                }
+                if (!offered.offers(lower, upper)) continue;
+                work.cut.push_back(SegmentEnds{Point3D(p[0], p[1], p[2]), Point3D(q[0], q[1], q[2])});
+            }
+        }
+        segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
+        if (plane + 1 < distances.size() && distances[plane + 1] == distance) work.raw = work.cut;
+
+        work.duplicates.remove(work.cut, pointBound);
+        if (!work.cut.empty()) {
+            try {
+                chainSegments(work.cut, work.contours, false);
+            } catch (...) {
+                releaseAll(work.contours);
+                throw;
+            }
+        }
+        std::size_t const first = out.size();
+        deliver(work.contours, out, counter);
+        havePrevious = true;
+        previousDistance = distance;
+        previousFirst = first;
+        previousLast = out.size();
+    }
+    return Outcome();
+}
+
+}  // namespace ORVANE_DATABASE

@@ -1,0 +1,190 @@
+// Unit tests of the orvane tool's parts: the model reader's welding and placement, the
+// built-in part, contour nesting and the all-or-nothing output file.
+#include "cli_support.h"
+#include "contour_export.h"
+#include "default_model.h"
+#include "model_io.h"
+
+#include "Edge.h"
+
+#include <assimp/scene.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+#include <unistd.h>
+
+namespace {
+
+using orvane::InputError;
+
+// A scene of `meshes` triangle soups (three vertices a triangle, as STL stores them).
+struct SceneBuilder {
+    aiScene scene;
+    SceneBuilder() {
+        scene.mRootNode = new aiNode("root");
+        scene.mMaterials = new aiMaterial *[1]{new aiMaterial()};
+        scene.mNumMaterials = 1;
+    }
+    unsigned addMesh(std::vector<aiVector3D> const &corners) {
+        auto **meshes = new aiMesh *[scene.mNumMeshes + 1];
+        for (unsigned m = 0; m < scene.mNumMeshes; ++m) meshes[m] = scene.mMeshes[m];
+        delete[] scene.mMeshes;
+        scene.mMeshes = meshes;
+        aiMesh *mesh = meshes[scene.mNumMeshes] = new aiMesh();
+        mesh->mNumVertices = static_cast<unsigned>(corners.size());
+        mesh->mVertices = new aiVector3D[corners.size()];
+        std::copy(corners.begin(), corners.end(), mesh->mVertices);
+        mesh->mNumFaces = mesh->mNumVertices / 3;
+        mesh->mFaces = new aiFace[mesh->mNumFaces];
+        for (unsigned f = 0; f < mesh->mNumFaces; ++f)
+            mesh->mFaces[f].mIndices = new unsigned[3]{3 * f, 3 * f + 1, 3 * f + 2},
+            mesh->mFaces[f].mNumIndices = 3;
+        return scene.mNumMeshes++;
+    }
+    // A node under `parent` showing mesh `m`, moved by (x, y, z).
+    aiNode *addNode(aiNode *parent, unsigned m, float x, float y, float z) {
+        aiNode *node = new aiNode("node");
+        aiMatrix4x4::Translation(aiVector3D(x, y, z), node->mTransformation);
+        node->mMeshes = new unsigned[1]{m};
+        node->mNumMeshes = 1;
+        node->mParent = parent;
+        auto **children = new aiNode *[parent->mNumChildren + 1];
+        for (unsigned c = 0; c < parent->mNumChildren; ++c) children[c] = parent->mChildren[c];
+        delete[] parent->mChildren;
+        parent->mChildren = children;
+        children[parent->mNumChildren++] = node;
+        return node;
+    }
+};
+
+TEST(ModelReader, WeldsCornersWithTheKernelsOrderAndPlacesEveryNode) {
+    SceneBuilder b;
+    // Two triangles of a unit square, each with its own corners: the shared corners differ by
+    // 5e-10 (one point under the 1e-9 order), the lone corners are 2e-9 from nothing.
+    unsigned square = b.addMesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0},
+                                 {0, 0, 5e-10f}, {1, 1, 0}, {0, 1, 0}});
+    aiNode *moved = b.addNode(b.scene.mRootNode, square, 10, 0, 0);
+    b.addNode(moved, square, 0, 5, 0);   // composed: (10, 5, 0)
+    b.addNode(b.scene.mRootNode, square, 0, 0, 0);
+    auto mesh = orvane::meshFromScene(b.scene, "scene");
+    EXPECT_EQ(mesh->triangleCount(), 6u);
+    EXPECT_EQ(mesh->vertexCount(), 12u);   // four per placed square: shared corners welded
+    std::size_t shared = 0;
+    for (auto const &e : mesh->mesh().edgeList()) shared += e.first->triangles->size() == 2;
+    EXPECT_EQ(shared, 3u);   // each square's diagonal joins its two triangles
+    double xMax = 0, yMax = 0;
+    for (std::size_t v = 0; v < mesh->vertexCount(); ++v) {
+        xMax = std::max(xMax, mesh->point(v).x());
+        yMax = std::max(yMax, mesh->point(v).y());
+    }
+    EXPECT_DOUBLE_EQ(xMax, 11.0);
+    EXPECT_DOUBLE_EQ(yMax, 6.0);
+
+    SceneBuilder apart;   // 2e-9 apart: two vertices, the diagonal is no longer shared
+    apart.addNode(apart.scene.mRootNode,
+                  apart.addMesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 0, 2e-9f}, {1, 1, 0}, {0, 1, 0}}),
+                  0, 0, 0);
+    EXPECT_EQ(orvane::meshFromScene(apart.scene, "apart")->vertexCount(), 5u);
+}
+
+TEST(ModelReader, RejectsWhatTheKernelCannotUse) {
+    auto message = [](aiScene const &scene) {
+        try {
+            orvane::meshFromScene(scene, "bad");
+        } catch (InputError const &e) {
+            return std::string(e.what());
+        }
+        return std::string("no error");
+    };
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    SceneBuilder nonFinite;
+    nonFinite.addNode(nonFinite.scene.mRootNode, nonFinite.addMesh({{0, 0, 0}, {nan, 0, 0}, {0, 1, 0}}), 0, 0, 0);
+    EXPECT_NE(message(nonFinite.scene).find("non-finite"), std::string::npos);
+
+    SceneBuilder badIndex;
+    unsigned m = badIndex.addMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
+    badIndex.scene.mMeshes[m]->mFaces[0].mIndices[2] = 7;
+    badIndex.addNode(badIndex.scene.mRootNode, m, 0, 0, 0);
+    EXPECT_NE(message(badIndex.scene).find("out of range"), std::string::npos);
+
+    SceneBuilder noNode;   // a mesh no node shows contributes nothing
+    noNode.addMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
+    EXPECT_NE(message(noNode.scene).find("no triangles"), std::string::npos);
+}
+
+TEST(DefaultModel, IsClosedOutwardAndOfTheExpectedVolume) {
+    auto part = orvane::makeDefaultModel();
+    for (auto const &e : part->mesh().edgeList()) ASSERT_EQ(e.first->triangles->size(), 2u);
+    EXPECT_EQ(part->degenerateTriangles(), 0u);
+    double volume = 0;   // divergence theorem: positive for outward triangles
+    for (std::size_t t = 0; t < part->triangleCount(); ++t) {
+        auto &tri = part->triangle(t);
+        auto const &a = part->point(tri.vertexIndex(0)), &b = part->point(tri.vertexIndex(1)),
+                   &c = part->point(tri.vertexIndex(2));
+        volume += (a.x() * (b.y() * c.z() - b.z() * c.y()) - a.y() * (b.x() * c.z() - b.z() * c.x()) +
+                   a.z() * (b.x() * c.y() - b.y() * c.x())) / 6;
+    }
+    double const pi = 3.14159265358979323846;
+    double const exact = 90.0 * 90 * 8 - 4 * pi * 25 * 8 - pi * 36 * 8 + pi * (144 - 36) * 17;
+    EXPECT_NEAR(volume, exact, exact * 0.01);   // the round features are polygons
+    auto const &box = *part->mesh().getBoundingBox();
+    EXPECT_DOUBLE_EQ(box.lower().x(), -45);
+    EXPECT_DOUBLE_EQ(box.upper().z(), 25);
+}
+
+orvane::ContourData square(double half, bool clockwise, bool closed = true) {
+    orvane::ContourData c;
+    double s = clockwise ? -1 : 1;
+    for (int k = 0; k < 4; ++k) {
+        double angle = s * k * 3.14159265358979323846 / 2;
+        c.points.emplace_back(half * (std::cos(angle) - std::sin(angle)),
+                              half * (std::sin(angle) + std::cos(angle)), 0);
+    }
+    if (closed) c.points.push_back(c.points.front());
+    c.closed = closed;
+    return c;
+}
+
+TEST(Contours, NestingDecidesOuterAndHoleWhateverTheDirection) {
+    orvane::Layer layer;
+    layer.contours = {square(1, true), square(10, true), square(3, false), square(6, false)};
+    auto island = square(1, false);
+    for (auto &p : island.points) p = ORVANE_DATABASE::Point3D(p.x() + 30, p.y(), 0);
+    layer.contours.push_back(island);
+    layer.contours.push_back(square(8, true, false));
+    orvane::classifyContours(layer, orvane::ViewFrame());
+    using K = orvane::ContourKind;
+    // Depths: 3 (in 10, 6, 3), 0, 2 (in 10, 6), 1, 0 (apart), open.
+    EXPECT_EQ(layer.kinds, (std::vector<K>{K::Hole, K::Outer, K::Outer, K::Hole, K::Outer, K::Open}));
+}
+
+TEST(AtomicFile, AppearsWholeOrNotAtAll) {
+    namespace fs = std::filesystem;
+    fs::path dir = fs::temp_directory_path() / ("orvane-atomic-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    std::string target = (dir / "out.txt").string();
+    {
+        orvane::AtomicFile file(target);
+        file.write("half");
+    }   // no commit: nothing remains, not even the temporary file
+    EXPECT_TRUE(fs::is_empty(dir));
+    std::ofstream(target) << "old";
+    {
+        orvane::AtomicFile file(target);
+        file.write("new");
+        file.commit();
+    }
+    std::ifstream in(target);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, "new");
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+    EXPECT_THROW(orvane::AtomicFile((dir / "missing" / "x.svg").string()), orvane::UsageError);
+    EXPECT_THROW(orvane::AtomicFile(dir.string()), orvane::UsageError);
+    fs::remove_all(dir);
+}
+
+}  // namespace
