@@ -22,10 +22,14 @@
 //  - Degenerate set-ups give no contours and success: a slice count below 1 (no planes), a
 //    null or zero-length (or non-finite) direction, a null mesh, and any plane whose
 //    distance is not finite (a mesh with NaN or infinite coordinates) is passed over.
+//  - Odd coordinates in the cell index: a cell quotient that is NaN counts as 0 and one
+//    beyond the integer range as that range's end, instead of an undefined conversion.
 //  - Segment records. The cut segments are recorded compactly (two end points, 48 bytes
 //    per segment) for the slicer's lifetime instead of one Edge and two Point3D objects
 //    each; edgeEnds/edgeByEnds hold only the segments materialised through recordSegment
-//    for the one-step stitching operations.
+//    for the one-step stitching operations. The cell index reads the triangles' corner
+//    indices once, at construction, and keeps them (12 bytes per triangle); its cells are
+//    computed only if it is queried.
 #include "OrvaneExport.h"
 #include "Outcome.h"
 #include "Point3D.h"

@@ -84,9 +84,15 @@ void PlaneSweep::finish() {
     for (std::size_t g = 0; g < groupCount; ++g) bucketStart_[g + 1] += bucketStart_[g];
     std::vector<Index> fill(bucketStart_.begin(), bucketStart_.end() - 1);
     std::vector<Index> order(bucketStart_[groupCount]);
+    filedLast_.resize(order.size());
     for (std::size_t t = 0; t < filed_.size(); ++t)
-        if (filed_[t] != kNever) order[fill[filed_[t]]++] = static_cast<Index>(t);
+        if (filed_[t] != kNever) {
+            Index const p = fill[filed_[t]]++;
+            order[p] = static_cast<Index>(t);
+            filedLast_[p] = lastGroup_[t];
+        }
     filed_.swap(order);
+    std::vector<Index>().swap(lastGroup_);
 }
 
 std::vector<PlaneSweep::Candidate> const &PlaneSweep::mergeEverywhere() {

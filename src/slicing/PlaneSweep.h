@@ -62,20 +62,23 @@ public:
     template <class Corners>
     std::vector<Candidate> const &next(Corners &&corners) {
         std::size_t const g = group_++;
+        // The entering triangles first, in a loop of their own: their corner fetches are the
+        // sweep's only scattered reads, and independent, so they overlap.
+        entering_.clear();
+        for (std::size_t p = bucketStart_[g]; p < bucketStart_[g + 1]; ++p) {
+            entering_.push_back(Candidate{{}, filed_[p], filedLast_[p]});
+            corners(filed_[p], entering_.back().corners);
+        }
         // Survivors of the previous group merged with the entering ones, both ascending.
         scratch_.clear();
-        Index const *in = filed_.data() + bucketStart_[g];
-        Index const *inEnd = filed_.data() + bucketStart_[g + 1];
-        auto enter = [&](Index t) {
-            scratch_.push_back(Candidate{{}, t, lastGroup_[t]});
-            corners(t, scratch_.back().corners);
-        };
+        Candidate const *in = entering_.data();
+        Candidate const *inEnd = in + entering_.size();
         for (Candidate const &c : active_) {
             if (c.last < g) continue;
-            while (in != inEnd && *in < c.triangle) enter(*in++);
+            while (in != inEnd && in->triangle < c.triangle) scratch_.push_back(*in++);
             scratch_.push_back(c);
         }
-        while (in != inEnd) enter(*in++);
+        scratch_.insert(scratch_.end(), in, inEnd);
         active_.swap(scratch_);
         if (everywhere_.empty()) return active_;
         return mergeEverywhere();
@@ -98,11 +101,12 @@ private:
     double origin_ = 0.0;
     double inverseStep_ = 0.0;
 
-    std::vector<Index> lastGroup_;      // per triangle: last group its interval reaches
+    std::vector<Index> lastGroup_;      // per triangle while filing: last group its interval reaches
     std::vector<Index> bucketStart_;    // per group: its entering triangles in filed_
     std::vector<Index> filed_;          // triangles by entering group, ascending index within
+    std::vector<Index> filedLast_;      // the last group of each filed_ entry
     std::vector<Candidate> everywhere_; // triangles with an unknown interval
-    std::vector<Candidate> active_, scratch_, result_;
+    std::vector<Candidate> active_, scratch_, entering_, result_;
     std::size_t group_ = 0;
 };
 

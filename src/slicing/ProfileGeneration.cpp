@@ -24,8 +24,10 @@
 //  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
 //     copies (a flat mesh sliced n times costs one plane, not n).
 //
-// Nothing is allocated per candidate or per plane beyond the delivered contours: the mesh
-// is read once per call into flat arrays (coordinates, corner indices, projections) and the
+// Nothing is allocated per candidate, and per plane only the delivered contours (and what
+// the shared chainer uses inside): vertex coordinates and projections are read once per call
+// into flat arrays, corner indices come from the cell index (read once, at construction), a
+// triangle's corners are copied into the sweep's list once, when it enters, and the
 // per-plane buffers are reused.
 #include "Profiler.h"
 
@@ -61,18 +63,17 @@ using Index = PlaneSweep::Index;
 // the margin argument does not cover them: such triangles are offered to every plane.
 constexpr double kWild = 1e100;
 
-// The mesh as flat arrays, read once per call.
+// The mesh as flat arrays: vertex coordinates and projections read once per call, corner
+// indices as the cell index read them at construction.
 struct MeshArrays {
-    std::vector<double> xyz;            // 3 per vertex
-    std::vector<double> projection;     // per vertex: normal . point; NaN for wild vertices
-    std::vector<Index> corners;         // 3 per triangle
-    double magnitude = 0.0;             // largest |coordinate| of the tame vertices
+    std::vector<double> xyz;                    // 3 per vertex
+    std::vector<double> projection;             // per vertex: normal . point; NaN for wild vertices
+    std::vector<std::uint32_t> const *corners;  // 3 per triangle
+    double magnitude = 0.0;                     // largest |coordinate| of the tame vertices
 
-    void read(Triangulation &mesh, Vector3D const &n) {
+    void read(Triangulation &mesh, std::vector<std::uint32_t> const &cornerIndices, Vector3D const &n) {
         std::vector<Vertex *> const &vertices = mesh.vertexList();
-        std::vector<Triangle *> const &triangles = mesh.triangleList();
-        if (vertices.size() > std::numeric_limits<Index>::max())
-            throw std::length_error("Profiler: too many vertices");
+        corners = &cornerIndices;
         xyz.resize(3 * vertices.size());
         projection.resize(vertices.size());
         magnitude = 0.0;
@@ -90,14 +91,8 @@ struct MeshArrays {
                 projection[v] = std::numeric_limits<double>::quiet_NaN();
             }
         }
-        corners.resize(3 * triangles.size());
-        for (std::size_t t = 0; t < triangles.size(); ++t)
-            for (std::size_t c = 0; c < 3; ++c) {
-                std::size_t const v = triangles[t]->vertexIndex(c);
-                (void)vertices.at(v);   // the range check of corner access
-                corners[3 * t + c] = static_cast<Index>(v);
-            }
     }
+    Index corner(std::size_t t, std::size_t c) const { return (*corners)[3 * t + c]; }
     double const *point(Index v) const { return xyz.data() + 3 * static_cast<std::size_t>(v); }
 };
 
@@ -166,14 +161,17 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     if (!(std::isfinite(n.i()) && std::isfinite(n.j()) && std::isfinite(n.k())) ||
         !(n.magnitudeSqr() > 0.0))
         return Outcome();
-    if (triangulation->triangleList().empty()) return Outcome();
 
     Vector3D axisX, axisY, axisZ;
     findArbitraryAxis(n, Vector3D(0, 1, 0), Vector3D(0, 0, 1), axisX, axisY, axisZ);
 
+    // The triangles the cell index registered at construction (triangles added to the mesh
+    // later are never offered by it), with the corner indices it read then.
+    std::vector<std::uint32_t> const *cornerIndices = voxelGrid->meshCorners();
+    if (cornerIndices == nullptr || cornerIndices->empty()) return Outcome();
+    std::size_t const triangleCount = cornerIndices->size() / 3;
     MeshArrays mesh;
-    mesh.read(*triangulation, n);
-    std::size_t const triangleCount = triangulation->triangleList().size();
+    mesh.read(*triangulation, *cornerIndices, n);
 
     // Distinct finite distances, ascending: the sweep's groups.
     std::vector<double> groups;
@@ -188,9 +186,9 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     double const margin = 1e-12 * (span + span * span / 1000.0);
 
     auto interval = [&](std::size_t t, double &low, double &high) {
-        double const a = mesh.projection[mesh.corners[3 * t]];
-        double const b = mesh.projection[mesh.corners[3 * t + 1]];
-        double const c = mesh.projection[mesh.corners[3 * t + 2]];
+        double const a = mesh.projection[mesh.corner(t, 0)];
+        double const b = mesh.projection[mesh.corner(t, 1)];
+        double const c = mesh.projection[mesh.corner(t, 2)];
         if (std::isnan(a) || std::isnan(b) || std::isnan(c)) {
             low = high = std::numeric_limits<double>::quiet_NaN();
             return;
@@ -200,7 +198,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     };
     auto corners = [&](std::size_t t, double *nine) {
         for (std::size_t c = 0; c < 3; ++c) {
-            double const *p = mesh.point(mesh.corners[3 * t + c]);
+            double const *p = mesh.point(mesh.corner(t, c));
             nine[3 * c] = p[0];
             nine[3 * c + 1] = p[1];
             nine[3 * c + 2] = p[2];

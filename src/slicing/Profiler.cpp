@@ -121,12 +121,8 @@ Outcome Profiler::createVoxel() {
     auto steps = static_cast<std::size_t>(std::pow(static_cast<double>(triangles), 0.333333));
     if (steps < 3) steps = 3;
     voxelGrid = std::make_unique<VoxelGrid>(triangulation, steps, steps, steps);
-    if (triangulation == nullptr) return Outcome();
-    // Corner indices are checked now, so that a bad one throws from the constructor; the
-    // registrations themselves are made on the index's first query.
-    std::vector<Vertex *> const &vertices = triangulation->vertexList();
-    for (Triangle *t : triangulation->triangleList())
-        for (std::size_t corner = 0; corner < 3; ++corner) (void)vertices.at(t->vertexIndex(corner));
+    // Corner indices are read (and range-checked, so a bad one throws from the constructor)
+    // now; the cells of the triangles are computed on the index's first query.
     voxelGrid->insertMeshTriangles(triangulation);
     return Outcome();
 }

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <stdexcept>
 
 namespace ORVANE_DATABASE {
 
@@ -108,20 +109,32 @@ Outcome VoxelGrid::insertTriangle(Triangle *t, BoundingBox3D box) {
 
 void VoxelGrid::insertMeshTriangles(Triangulation *mesh) {
     if (mesh == nullptr) return;
-    pendingMeshes_.push_back(mesh);
+    std::vector<Vertex *> const &vertices = mesh->vertexList();
+    std::vector<Triangle *> const &triangles = mesh->triangleList();
+    if (vertices.size() > std::numeric_limits<std::uint32_t>::max())
+        throw std::length_error("VoxelGrid: too many vertices");
+    std::vector<std::uint32_t> corners(3 * triangles.size());
+    for (std::size_t t = 0; t < triangles.size(); ++t)
+        for (std::size_t c = 0; c < 3; ++c) {
+            std::size_t const v = triangles[t]->vertexIndex(c);
+            (void)vertices.at(v);   // corner access is range-checked
+            corners[3 * t + c] = static_cast<std::uint32_t>(v);
+        }
+    meshes_.push_back(MeshRegistration{mesh, std::move(corners), false});
     cellStart_.clear();
 }
 
 void VoxelGrid::expandPendingMeshes() {
-    std::vector<Triangulation *> pending;
-    pending.swap(pendingMeshes_);
-    for (Triangulation *mesh : pending) {
-        std::vector<Vertex *> const &vertices = mesh->vertexList();
-        for (Triangle *t : mesh->triangleList()) {
-            Point3D const &a = *vertices.at(t->vertexIndex(0))->point();
-            Point3D const &b = *vertices.at(t->vertexIndex(1))->point();
-            Point3D const &c = *vertices.at(t->vertexIndex(2))->point();
-            insertTriangle(t, cornerBox(a, b, c));
+    for (MeshRegistration &m : meshes_) {
+        if (m.expanded) continue;
+        m.expanded = true;
+        std::vector<Vertex *> const &vertices = m.mesh->vertexList();
+        std::vector<Triangle *> const &triangles = m.mesh->triangleList();
+        for (std::size_t t = 0; t < m.corners.size() / 3; ++t) {   // the triangles read at registration
+            Point3D const &a = *vertices[m.corners[3 * t]]->point();
+            Point3D const &b = *vertices[m.corners[3 * t + 1]]->point();
+            Point3D const &c = *vertices[m.corners[3 * t + 2]]->point();
+            insertTriangle(triangles[t], cornerBox(a, b, c));
         }
     }
 }

@@ -9,13 +9,16 @@
 // record (triangle, block of cells), and the cells exist only as runs of one flat list,
 // ordered by cell (x outermost, then y, then z), built on the first query after a change.
 // A mesh registered with insertMeshTriangles is recorded as "every triangle of this mesh"
-// and expanded into records on that same first query, so a slicer that never queries pays
-// nothing but the grid geometry. Query results are sets, so none of this shows.
+// (with its corner indices, read once and kept: the slicer's engine reads them from here
+// instead of from the mesh's triangle objects) and expanded into records on that same first
+// query, so a slicer that never queries pays one pass over the triangles and 12 bytes per
+// triangle. Query results are sets, so none of this shows.
 #include "BoundingBox3D.h"
 #include "Outcome.h"
 #include "Point3D.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <unordered_set>
 #include <vector>
 
@@ -75,10 +78,15 @@ public:
     Outcome findTriangles(BoundingBox3D box, std::unordered_set<Triangle *> &found);
 
     // Registers every triangle of `mesh` (in triangleList() order) with the box of its three
-    // corners, as insertTriangle would. The records are made on the next query, from the
-    // corners as they are then: the mesh must not change in between (the slicer requires an
-    // unchanged mesh for its whole life anyway). Corner access is range-checked then.
+    // corners, as insertTriangle would. The corner indices are read and range-checked now
+    // (std::out_of_range for an index outside the vertex list); the records are made on the
+    // next query, from the corner positions as they are then: the mesh must not change in
+    // between (the slicer requires an unchanged mesh for its whole life anyway).
     void insertMeshTriangles(Triangulation *mesh);
+    // The corner indices (3 per triangle) of the first mesh registered whole, or null.
+    std::vector<std::uint32_t> const *meshCorners() const {
+        return meshes_.empty() ? nullptr : &meshes_.front().corners;
+    }
 
     // The overlap test of registration and queries: false when, on some axis, the box lies
     // wholly below or above the indexed box (touching counts as overlapping).
@@ -125,7 +133,12 @@ private:
     std::size_t cellCount_[3];
 
     std::vector<Registration> registrations_;
-    std::vector<Triangulation *> pendingMeshes_;
+    struct MeshRegistration {
+        Triangulation *mesh;
+        std::vector<std::uint32_t> corners;
+        bool expanded;
+    };
+    std::vector<MeshRegistration> meshes_;
     // Cell lists: cellStart_[c] .. cellStart_[c + 1] in cellTriangles_; empty when stale.
     std::vector<std::size_t> cellStart_;
     std::vector<Triangle *> cellTriangles_;

@@ -1,0 +1,165 @@
+// generateProfile end to end, and against the literal reference slicer on generated meshes.
+#include "slicing/profiler_access.h"
+#include "support/test_mesh.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+
+using namespace ORVANE_DATABASE;
+using orvane_test::closed;
+using orvane_test::contourDifference;
+using orvane_test::releaseContours;
+using orvane_test::TestMesh;
+
+namespace {
+
+std::vector<PLC *> slice(Triangulation *mesh, Direction3D d, int n) {
+    Profiler p(mesh, &d, n);
+    std::vector<PLC *> out;
+    EXPECT_TRUE(p.generateProfile(out).isOk());
+    return out;
+}
+
+// A copy of `source`, every vertex moved by up to `jitter`; `unwelded`: 3 vertices per triangle.
+std::unique_ptr<TestMesh> remade(Triangulation &source, double jitter, bool unwelded, unsigned seed) {
+    auto m = std::make_unique<TestMesh>();
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> shift(-jitter, jitter);
+    auto add = [&](std::size_t v) {
+        Point3D const &p = *source.vertexList()[v]->point();
+        return m->addVertex(p.x() + shift(rng), p.y() + shift(rng), p.z() + shift(rng));
+    };
+    for (std::size_t v = 0; !unwelded && v < source.vertexList().size(); ++v) add(v);
+    for (Triangle *t : source.triangleList()) {
+        std::size_t c[3] = {t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)};
+        for (std::size_t &v : c) v = unwelded ? add(v) : v;
+        m->addTriangle(c[0], c[1], c[2]);
+    }
+    return m;
+}
+
+TEST(Profile, Cube) {
+    auto cube = TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1));
+    std::vector<PLC *> one = slice(cube->get(), Direction3D(0, 0, 1), 1);
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_TRUE(one[0]->getName() == "Slice_1" && one[0]->pointList()->size() == 9 && closed(one[0]));
+    int corners = 0;
+    for (Point3D *p : *one[0]->pointList()) corners += p->z() == 0 && std::fabs(p->x()) == 1 && std::fabs(p->y()) == 1;
+    EXPECT_GE(corners, 4);
+    releaseContours(one);
+
+    std::vector<PLC *> four = slice(cube->get(), Direction3D(0, 0, 1), 4);
+    ASSERT_EQ(four.size(), 4u);
+    for (int k = 0; k < 4; ++k)
+        EXPECT_TRUE(four[k]->getName() == "Slice_" + std::to_string(k + 1) &&
+                    four[k]->pointList()->front()->z() == -0.75 + 0.5 * k);
+    releaseContours(four);
+
+    // Appending after a contour already there; a second call numbers from Slice_1 again and
+    // adds its segments to the slicer's records.
+    Direction3D z(0, 0, 1);
+    Profiler p(cube->get(), &z, 2);
+    PLC *existing = new PLC();
+    std::vector<PLC *> out{existing}, again;
+    EXPECT_TRUE(p.generateProfile(out).isOk());
+    ASSERT_TRUE(out.size() == 3 && out[0] == existing && out[1]->getName() == "Slice_1");
+    std::size_t const recorded = ProfilerTestAccess::recordedSegments(p);
+    EXPECT_TRUE(p.generateProfile(again).isOk());
+    EXPECT_EQ(contourDifference(std::vector<PLC *>(out.begin() + 1, out.end()), again), "");
+    EXPECT_EQ(ProfilerTestAccess::recordedSegments(p), 2 * recorded);
+    releaseContours(out), releaseContours(again);
+}
+
+TEST(Profile, SmallCases) {
+    auto twin = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
+    twin->appendBox(Point3D(2, 0, 0), Point3D(3, 1, 1));
+    std::vector<PLC *> out = slice(twin->get(), Direction3D(0, 0, 1), 1);
+    ASSERT_EQ(out.size(), 2u);
+    EXPECT_TRUE(closed(out[0]) && closed(out[1]) && out[1]->getName() == "Slice_2");
+    releaseContours(out);
+
+    // Flat mesh (a single triangle), degenerate counts and directions: nothing, success.
+    TestMesh flat;
+    for (int i = 0; i < 3; ++i) flat.addVertex(i & 1, i >> 1, 0);
+    flat.addTriangle(0, 1, 2);
+    EXPECT_TRUE(slice(flat.get(), Direction3D(0, 0, 1), 5).empty());
+    EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 1), 0).empty());
+    EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 1), -2).empty());
+    EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 0), 3).empty());
+
+    // A box with a ring of edges in the cutting plane: the ring once, not twice.
+    TestMesh ring;
+    for (int level = -1; level <= 1; ++level)
+        for (int q = 0; q < 4; ++q) ring.addVertex(q == 1 || q == 2 ? 1 : -1, q >= 2 ? 1 : -1, level);
+    for (std::size_t band = 0; band < 2; ++band)
+        for (std::size_t q = 0; q < 4; ++q) {
+            std::size_t a = 4 * band + q, b = 4 * band + (q + 1) % 4;
+            ring.addTriangle(a, b, b + 4);
+            ring.addTriangle(a, b + 4, a + 4);
+        }
+    for (auto f : {std::array<std::size_t, 3>{0, 2, 1}, {0, 3, 2}, {8, 9, 10}, {8, 10, 11}}) ring.addTriangle(f[0], f[1], f[2]);
+    out = slice(ring.get(), Direction3D(0, 0, 1), 1);
+    EXPECT_TRUE(out.size() == 1 && out[0]->pointList()->size() == 5 && closed(out[0]));
+    releaseContours(out);
+
+    // Copy assignment is a deep copy; self-assignment changes nothing.
+    Direction3D z(0, 0, 1), x(1, 0, 0);
+    Profiler a(twin->get(), &z, 3), b(ring.get(), &x, 2);
+    b = a;
+    b = *&b;
+    std::vector<PLC *> fromA, fromB;
+    a.generateProfile(fromA), b.generateProfile(fromB);
+    EXPECT_EQ(contourDifference(fromA, fromB), "");
+    releaseContours(fromA), releaseContours(fromB);
+}
+
+// Meshes of every kind the slicer meets, in several directions and counts: the engine's
+// contours must be exactly the reference's; watertight meshes within reach give closed ones.
+TEST(Profile, MatchesReferenceSlicer) {
+    std::vector<std::unique_ptr<TestMesh>> meshes;
+    meshes.push_back(TestMesh::sphere(2, 14, 24));
+    meshes.push_back(TestMesh::sphere(1, 4, 8));   // rings on the planes of 1 and 3 slices
+    meshes.push_back(remade(meshes[0]->mesh(), 0.05, false, 1));
+    meshes.push_back(remade(meshes[0]->mesh(), 1e-9, true, 2));   // unwelded, gaps below 1e-8
+    meshes.push_back(TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1)));
+    meshes.back()->appendBox(Point3D(-1, -1, -1), Point3D(1, 1, 1));   // duplicated faces
+    meshes.push_back(TestMesh::box(Point3D(-2500, -1, -1), Point3D(2500, 1, 1)));   // beyond reach
+    meshes.push_back(TestMesh::sphere(300, 10, 16, Point3D(400, 900, -20)));
+    meshes.push_back(std::make_unique<TestMesh>());   // a soup with corners on the planes
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<double> c(-2, 2);
+    for (int i = 0; i < 60; ++i) meshes.back()->addVertex(c(rng), c(rng), std::round(c(rng) * 2) / 2);
+    std::uniform_int_distribution<std::size_t> v(0, 59);
+    for (int i = 0; i < 150; ++i) meshes.back()->addTriangle(v(rng), v(rng), v(rng));
+    meshes.push_back(remade(meshes[1]->mesh(), 0, false, 4));   // a NaN corner
+    *meshes.back()->mesh().vertexList()[5]->point() = Point3D(std::numeric_limits<double>::quiet_NaN(), 0, 0);
+    // Points moved after they were added: the stale mesh box leaves the moved triangle wholly
+    // outside the cell index, which therefore never offers it.
+    meshes.push_back(TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1)));
+    for (Point3D p : {Point3D(5, 0, -1), Point3D(6, 0, 1), Point3D(5, 1, 1)}) {
+        *meshes.back()->mesh().vertexList()[meshes.back()->addVertex(0, 0, 0)]->point() = p;
+    }
+    meshes.back()->addTriangle(8, 9, 10);
+
+    std::vector<Direction3D> directions = {Direction3D(0, 0, 1), Direction3D(1, 1, 1), Direction3D(0.3, -0.7, 0.2),
+                                           Direction3D(1, 0, 0), Direction3D(0, 0.01, -1)};
+    for (std::size_t m = 0; m < meshes.size(); ++m)
+        for (Direction3D &d : directions)
+            for (int n : {1, 2, 3, 7, 40}) {
+                Profiler fast(meshes[m]->get(), &d, n), literal(meshes[m]->get(), &d, n);
+                std::vector<PLC *> a, b;
+                EXPECT_TRUE(fast.generateProfile(a).isOk());
+                ProfilerTestAccess::referenceProfile(literal, b);
+                EXPECT_EQ(contourDifference(a, b), "") << "mesh " << m << " n " << n;
+                for (PLC *c : a) EXPECT_TRUE(m >= 3 || closed(c)) << "mesh " << m << " n " << n;
+                bool const partlyCut = m == 5 && n == 1 && d.vector3D().k() == 1;   // beyond reach: open
+                EXPECT_TRUE(!partlyCut || (!a.empty() && !closed(a[0])));
+                releaseContours(a), releaseContours(b);
+            }
+}
+
+}  // namespace
