@@ -3,6 +3,7 @@
 #include "PLC.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -24,182 +25,269 @@ namespace {
 using Index = std::uint32_t;
 constexpr Index kNone = std::numeric_limits<Index>::max();
 
-// Unused end points of the segments, hashed by a grid of cell size 4t for one tolerance t.
+// End points hashed by a grid of cells `width` wide for a tolerance t. A point x's matches
+// (|a - x| < t per coordinate) lie within the cells of [q - m, q + m], q = x / width, with
+// m = t / width plus the rounding of the two quotients (|q| 2^-51) plus a hair: with
+// width = 64 t that is one cell per axis except within 1/64 of a border. From |q| = 2^46 on
+// the quotients are multiples of 1/64 or coarser, and two doubles within t are at most one
+// cell apart, so the cells k - 1 .. k + 1 are visited. Quotients are clamped to +-2^60 before the integer
+// conversion; a clamped key only merges cells, the exact test decides. Points with a NaN or infinite coordinate match
+// nothing and are left out.
 //
-// Cells a query must visit: if |a - x| < t (the computed difference; then also the exact one)
-// the exact quotients a/4t and x/4t differ by less than 0.25. Each computed quotient is off
-// by at most half an ulp, so below 2^50 the cells floor(q - m) .. floor(q + m) with
-// m = 0.25 + |q| 2^-51 + 1e-9 hold every match: one or two cells per axis. From 2^50 on the
-// three cells k-1 .. k+1 are visited, which stays complete: there the quotients are so coarse
-// that two doubles closer than t are at most one cell apart. Quotients are clamped to
-// +-2^60 before the integer conversion, so huge coordinates are well defined; a clamped key
-// only merges cells, the exact box test still decides. Points with a NaN or infinite
-// coordinate never match anything and are left out.
-//
-// Each bucket is a singly linked list of end-point entries (2 * segment + end) in ascending
-// order, so a walk can stop at its first match and at any segment not earlier than the best
-// found so far. Used segments are unlinked lazily by the walks that meet them. Distinct
-// cells sharing a bucket only add candidates.
-class EndGrid {
+// Every entry (2 * segment + end) remembers its own cell's bucket and whether its range
+// crosses a border, so that the usual query (for an entry's own point) walks one bucket.
+// Buckets list entries in ascending order; entries of used segments are unlinked by the
+// walks that meet them.
+class EndHash {
 public:
-    EndGrid(std::vector<SegmentEnds> const &segments, double tolerance)
-        : segments_(segments), tolerance_(tolerance), scale_(1.0 / (4.0 * tolerance)) {
-        std::size_t entries = 2 * segments.size();
+    EndHash(std::vector<SegmentEnds> const &segments, double tolerance, double width)
+        : segments_(segments), scale_(1.0 / width), margin_(tolerance / width) {
+        std::size_t const entries = 2 * segments.size();
         std::size_t buckets = 16;
         while (buckets < entries) buckets *= 2;
         mask_ = buckets - 1;
         head_.assign(buckets, kNone);
         next_.assign(entries, kNone);
+        home_.resize(entries);
         for (std::size_t e = entries; e-- > 0;) {
             Point3D const &p = point(static_cast<Index>(e));
-            if (!finite(p)) continue;
-            std::size_t b = bucket(cellOf(p.x()), cellOf(p.y()), cellOf(p.z()));
+            double const c[3] = {p.x(), p.y(), p.z()};
+            std::int64_t lo[3], hi[3];
+            bool finite = true, single = true;
+            for (int axis = 0; axis < 3; ++axis) {
+                finite = finite && std::isfinite(c[axis]);
+                if (!finite) break;
+                cellRange(c[axis], lo[axis], hi[axis]);
+                single = single && lo[axis] == hi[axis];
+            }
+            if (!finite) {
+                home_[e] = kNotHashed;
+                continue;
+            }
+            // The own cell is the one floor(q) names; cellRange keeps it between lo and hi.
+            std::size_t const b = bucket(cellOf(c[0]), cellOf(c[1]), cellOf(c[2]));
             next_[e] = head_[b];
             head_[b] = static_cast<Index>(e);
+            home_[e] = single ? b : kSeveral;
         }
     }
 
-    // Lowers `best` to the earliest unused segment (below `best`) with an end matching `x`.
-    void query(Point3D const &x, std::vector<char> const &used, Index &best) {
-        if (!finite(x)) return;
-        std::int64_t lo[3], hi[3];
-        double c[3] = {x.x(), x.y(), x.z()};
-        for (int axis = 0; axis < 3; ++axis) cellRange(c[axis], lo[axis], hi[axis]);
-        for (std::int64_t i = lo[0]; i <= hi[0]; ++i)
-            for (std::int64_t j = lo[1]; j <= hi[1]; ++j)
-                for (std::int64_t k = lo[2]; k <= hi[2]; ++k) walk(bucket(i, j, k), x, used, best);
-    }
-
-private:
-    static constexpr double kClamp = 1152921504606846976.0;  // 2^60
-    static constexpr double kFine = 1125899906842624.0;      // 2^50
-
-    static bool finite(Point3D const &p) {
-        return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-    }
-    double quotient(double v) const { return std::clamp(v * scale_, -kClamp, kClamp); }
-    std::int64_t cellOf(double v) const {
-        return static_cast<std::int64_t>(std::floor(quotient(v)));
-    }
-    void cellRange(double v, std::int64_t &lo, std::int64_t &hi) const {
-        double q = quotient(v);
-        if (std::fabs(q) >= kFine) {
-            auto cell = static_cast<std::int64_t>(std::floor(q));
-            lo = cell - 1;
-            hi = cell + 1;
+    // Calls f(entry) for every unused entry whose point may match x (a superset), where x is
+    // `from`'s point when `from` is an entry, else any point. f returns false to stop.
+    template <class F>
+    void visit(Point3D const &x, Index from, std::vector<char> const &used, F &&f) {
+        std::size_t const home = from == kNone ? kSeveral : home_[from];
+        if (home == kNotHashed) return;
+        if (home != kSeveral) {
+            walk(home, used, f);
             return;
         }
-        double margin = 0.25 + std::fabs(q) * 0x1p-51 + 1e-9;
-        lo = static_cast<std::int64_t>(std::floor(q - margin));
-        hi = static_cast<std::int64_t>(std::floor(q + margin));
+        double const c[3] = {x.x(), x.y(), x.z()};
+        std::int64_t lo[3], hi[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            if (!std::isfinite(c[axis])) return;
+            cellRange(c[axis], lo[axis], hi[axis]);
+        }
+        for (std::int64_t i = lo[0]; i <= hi[0]; ++i)
+            for (std::int64_t j = lo[1]; j <= hi[1]; ++j)
+                for (std::int64_t k = lo[2]; k <= hi[2]; ++k)
+                    if (!walk(bucket(i, j, k), used, f)) return;
     }
-    std::size_t bucket(std::int64_t i, std::int64_t j, std::int64_t k) const {
-        std::uint64_t h = static_cast<std::uint64_t>(i) * 0x9E3779B97F4A7C15ull;
-        h ^= static_cast<std::uint64_t>(j) * 0xC2B2AE3D27D4EB4Full + (h << 6) + (h >> 2);
-        h ^= static_cast<std::uint64_t>(k) * 0x165667B19E3779F9ull + (h << 6) + (h >> 2);
-        h ^= h >> 29;
-        return static_cast<std::size_t>(h) & mask_;
-    }
+
     Point3D const &point(Index entry) const {
         SegmentEnds const &s = segments_[entry >> 1];
         return (entry & 1) ? s.second : s.first;
     }
-    void walk(std::size_t b, Point3D const &x, std::vector<char> const &used, Index &best) {
+
+private:
+    static constexpr double kClamp = 1152921504606846976.0;  // 2^60
+    static constexpr double kCoarse = 70368744177664.0;      // 2^46
+    static constexpr std::size_t kSeveral = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t kNotHashed = kSeveral - 1;
+
+    template <class F>
+    bool walk(std::size_t b, std::vector<char> const &used, F &f) {
         Index *link = &head_[b];
         while (*link != kNone) {
-            Index entry = *link;
-            Index segment = entry >> 1;
-            if (segment >= best) return;
-            if (used[segment]) {
+            Index const entry = *link;
+            if (used[entry >> 1]) {
                 *link = next_[entry];
                 continue;
             }
-            if (endsMatch(point(entry), x, tolerance_)) {
-                best = segment;
-                return;
-            }
+            if (!f(entry)) return false;
             link = &next_[entry];
         }
+        return true;
+    }
+    static std::int64_t floorOf(double q) {
+        auto k = static_cast<std::int64_t>(q);
+        return static_cast<double>(k) > q ? k - 1 : k;
+    }
+    double quotient(double v) const { return std::clamp(v * scale_, -kClamp, kClamp); }
+    std::int64_t cellOf(double v) const { return floorOf(quotient(v)); }
+    // The cells of [q - m, q + m]: the own cell, widened by one on a side whose border is
+    // within m (frac = q - floor(q) is exact below 2^46).
+    void cellRange(double v, std::int64_t &lo, std::int64_t &hi) const {
+        double const q = quotient(v);
+        lo = hi = floorOf(q);
+        if (std::fabs(q) >= kCoarse) {
+            --lo;
+            ++hi;
+            return;
+        }
+        double const m = margin_ + std::fabs(q) * 0x1p-51 + 1e-9;
+        double const frac = q - static_cast<double>(lo);
+        if (frac <= m) --lo;
+        if (frac >= 1.0 - m) ++hi;
+    }
+    std::size_t bucket(std::int64_t i, std::int64_t j, std::int64_t k) const {
+        std::uint64_t h = static_cast<std::uint64_t>(i) * 0x9E3779B97F4A7C15ull;
+        h ^= static_cast<std::uint64_t>(j) * 0xC2B2AE3D27D4EB4Full;
+        h ^= static_cast<std::uint64_t>(k) * 0x165667B19E3779F9ull;
+        h ^= h >> 29;
+        return static_cast<std::size_t>(h) & mask_;
     }
 
     std::vector<SegmentEnds> const &segments_;
-    double tolerance_;
     double scale_;
+    double margin_;
     std::size_t mask_ = 0;
     std::vector<Index> head_;
     std::vector<Index> next_;
+    std::vector<std::size_t> home_;
 };
+
+// The finest ladder level at which a and b match, or the ladder's size when none does.
+std::size_t matchLevel(Point3D const &a, Point3D const &b, std::vector<double> const &ladder) {
+    double const d = std::max(std::fabs(a.x() - b.x()), std::max(std::fabs(a.y() - b.y()), std::fabs(a.z() - b.z())));
+    std::size_t level = 0;
+    while (level < ladder.size() && !(d < ladder[level])) ++level;
+    return level;
+}
 
 }  // namespace
 
+// Every step asks: among unused segments with an end matching the chain's front F or back B,
+// at the finest ladder level at which any does, which comes first? At the finest level the
+// answer comes from each chain end's matches, found once when the point becomes a chain end
+// (one hash probe, usually one cell); segments used since are skipped. Only when neither end
+// has an unused match there (the chain's end, or a gap) are the coarser levels consulted, all
+// at once: the unused ends within the coarsest tolerance of F or B, each with the finest
+// level at which it matches, from a scan while that is cheap, then from a coarse hash.
 std::vector<std::vector<ChainPoint>> chainSegmentEnds(std::vector<SegmentEnds> const &segments) {
     std::vector<std::vector<ChainPoint>> chains;
-    std::size_t n = segments.size();
+    std::size_t const n = segments.size();
     if (n == 0) return chains;
     if (n > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
         throw std::length_error("chainSegmentEnds: too many segments");
 
-    // Grids are built on first use: the finest and the coarsest serve nearly every query,
-    // the four between only steps that attach across a small gap.
     std::vector<double> const &ladder = stitchTolerances();
-    std::vector<std::unique_ptr<EndGrid>> built(ladder.size());
-    auto grid = [&](std::size_t level) -> EndGrid & {
-        if (!built[level]) built[level] = std::make_unique<EndGrid>(segments, ladder[level]);
-        return *built[level];
+    double const finest = ladder.front(), coarsest = ladder.back();
+    EndHash fine(segments, finest, 64.0 * finest);
+    std::unique_ptr<EndHash> coarse;
+    std::size_t scanBudget = 4 * n;   // segments linear scans may visit before the coarse hash is built
+
+    std::vector<char> used(n, 0);
+    std::size_t unused = n;
+    auto point = [&](Index entry) -> Point3D const & { return fine.point(entry); };
+
+    // The finest-level matches of a chain end (segments, ascending, may repeat).
+    struct End {
+        Index entry;
+        std::vector<Index> matches;
+    };
+    auto collect = [&](End &end) {
+        end.matches.clear();
+        Point3D const &x = point(end.entry);
+        fine.visit(x, end.entry, used, [&](Index e) {
+            if (endsMatch(point(e), x, finest)) end.matches.push_back(e >> 1);
+            return true;
+        });
+    };
+    auto firstUnused = [&](End const &end, Index best) {
+        for (Index s : end.matches)
+            if (s < best && !used[s]) best = s;
+        return best;
+    };
+    // Best (level, segment) among unused ends within the coarsest tolerance of the chain's
+    // front or back: a scan of the segments while the scans so far stay within a few times
+    // n, then a coarse hash.
+    auto coarseBest = [&](Point3D const &f, Point3D const &b, std::size_t &level, Index &best) {
+        auto consider = [&](Index e, Point3D const &x) {
+            Point3D const &p = point(e);
+            if (!endsMatch(p, x, coarsest)) return;
+            std::size_t const l = matchLevel(p, x, ladder);
+            Index const s = e >> 1;
+            if (l < level || (l == level && s < best)) level = l, best = s;
+        };
+        if (!coarse && scanBudget >= n) {
+            scanBudget -= n;
+            for (std::size_t s = 0; s < n; ++s) {
+                if (used[s]) continue;
+                for (Index e : {static_cast<Index>(2 * s), static_cast<Index>(2 * s + 1)}) {
+                    consider(e, f);
+                    consider(e, b);
+                }
+            }
+            return;
+        }
+        if (!coarse) coarse = std::make_unique<EndHash>(segments, coarsest, 4.0 * coarsest);
+        for (Point3D const *x : {&f, &b})
+            coarse->visit(*x, kNone, used, [&](Index e) {
+                consider(e, *x);
+                return true;
+            });
     };
 
-    std::size_t const coarsest = ladder.size() - 1;
-    std::vector<char> used(n, 0);
-    std::vector<ChainPoint> front, back;
+    End front, back;
+    std::vector<ChainPoint> frontPoints, backPoints;
     for (std::size_t start = 0; start < n; ++start) {
         if (used[start]) continue;
         used[start] = 1;
-        front.clear();
-        back.assign({ChainPoint{start, 0}, ChainPoint{start, 1}});
-        Point3D frontPoint = segments[start].first;
-        Point3D backPoint = segments[start].second;
-        for (;;) {
-            Index best = kNone;
-            double tolerance = 0.0;
-            // Nearly every step attaches at the finest tolerance; when it does not, the
-            // coarsest tells at once whether anything attaches at all (the chain's end).
-            for (std::size_t level : {std::size_t(0), coarsest}) {
-                grid(level).query(frontPoint, used, best);
-                grid(level).query(backPoint, used, best);
+        --unused;
+        frontPoints.clear();
+        backPoints.assign({ChainPoint{start, 0}, ChainPoint{start, 1}});
+        front.entry = static_cast<Index>(2 * start);
+        back.entry = static_cast<Index>(2 * start + 1);
+        collect(front);
+        collect(back);
+        while (unused > 0) {
+            Index best = firstUnused(back, firstUnused(front, kNone));
+            double tolerance = finest;
+            if (best == kNone) {
+                std::size_t level = ladder.size();
+                coarseBest(point(front.entry), point(back.entry), level, best);
+                if (best == kNone) break;
                 tolerance = ladder[level];
-                if (best != kNone) break;
-            }
-            if (best == kNone) break;
-            if (tolerance != ladder[0]) {
-                for (std::size_t level = 1; level < coarsest; ++level) {
-                    Index finer = kNone;
-                    grid(level).query(frontPoint, used, finer);
-                    grid(level).query(backPoint, used, finer);
-                    if (finer != kNone) {
-                        best = finer;
-                        tolerance = ladder[level];
-                        break;
-                    }
-                }
             }
             SegmentEnds const &s = segments[best];
             used[best] = 1;
-            if (endsMatch(frontPoint, s.first, tolerance)) {
-                front.push_back({best, 1});
-                frontPoint = s.second;
-            } else if (endsMatch(frontPoint, s.second, tolerance)) {
-                front.push_back({best, 0});
-                frontPoint = s.first;
-            } else if (endsMatch(backPoint, s.first, tolerance)) {
-                back.push_back({best, 1});
-                backPoint = s.second;
+            --unused;
+            Point3D const &f = point(front.entry);
+            Point3D const &b = point(back.entry);
+            Index const p = 2 * best, q = 2 * best + 1;
+            if (endsMatch(f, s.first, tolerance)) {
+                frontPoints.push_back({best, 1});
+                front.entry = q;
+                collect(front);
+            } else if (endsMatch(f, s.second, tolerance)) {
+                frontPoints.push_back({best, 0});
+                front.entry = p;
+                collect(front);
+            } else if (endsMatch(b, s.first, tolerance)) {
+                backPoints.push_back({best, 1});
+                back.entry = q;
+                collect(back);
             } else {
-                back.push_back({best, 0});
-                backPoint = s.first;
+                backPoints.push_back({best, 0});
+                back.entry = p;
+                collect(back);
             }
         }
-        std::vector<ChainPoint> chain(front.rbegin(), front.rend());
-        chain.insert(chain.end(), back.begin(), back.end());
+        std::vector<ChainPoint> chain;
+        chain.reserve(frontPoints.size() + backPoints.size());
+        chain.assign(frontPoints.rbegin(), frontPoints.rend());
+        chain.insert(chain.end(), backPoints.begin(), backPoints.end());
         chains.push_back(std::move(chain));
     }
     return chains;
