@@ -52,20 +52,15 @@ public:
         for (std::size_t e = entries; e-- > 0;) {
             Point3D const &p = point(static_cast<Index>(e));
             double const c[3] = {p.x(), p.y(), p.z()};
-            std::int64_t lo[3], hi[3];
-            bool finite = true, single = true;
-            for (int axis = 0; axis < 3; ++axis) {
-                finite = finite && std::isfinite(c[axis]);
-                if (!finite) break;
-                cellRange(c[axis], lo[axis], hi[axis]);
-                single = single && lo[axis] == hi[axis];
-            }
-            if (!finite) {
+            if (!(std::isfinite(c[0]) && std::isfinite(c[1]) && std::isfinite(c[2]))) {
                 home_[e] = kNotHashed;
                 continue;
             }
             // The own cell is the one floor(q) names; cellRange keeps it between lo and hi.
-            std::size_t const b = bucket(cellOf(c[0]), cellOf(c[1]), cellOf(c[2]));
+            std::int64_t own[3];
+            bool single = true;
+            for (int axis = 0; axis < 3; ++axis) single = cellRange(c[axis], own[axis]) && single;
+            std::size_t const b = bucket(own[0], own[1], own[2]);
             next_[e] = head_[b];
             head_[b] = static_cast<Index>(e);
             home_[e] = single ? b : kSeveral;
@@ -124,7 +119,15 @@ private:
         return static_cast<double>(k) > q ? k - 1 : k;
     }
     double quotient(double v) const { return std::clamp(v * scale_, -kClamp, kClamp); }
-    std::int64_t cellOf(double v) const { return floorOf(quotient(v)); }
+    // The own cell of v (floor of its quotient) and whether cellRange gives that cell alone.
+    bool cellRange(double v, std::int64_t &own) const {
+        double const q = quotient(v);
+        own = floorOf(q);
+        if (std::fabs(q) >= kCoarse) return false;
+        double const m = margin_ + std::fabs(q) * 0x1p-51 + 1e-9;
+        double const frac = q - static_cast<double>(own);
+        return !(frac <= m) && !(frac >= 1.0 - m);
+    }
     // The cells of [q - m, q + m]: the own cell, widened by one on a side whose border is
     // within m (frac = q - floor(q) is exact below 2^46).
     void cellRange(double v, std::int64_t &lo, std::int64_t &hi) const {

@@ -16,6 +16,9 @@
 //
 // Triangles whose interval is unknown (a NaN or infinite bound) are candidates of every
 // group; they are merged into each list in index order.
+#include "slicing/TriangleIntersection.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -31,11 +34,29 @@ public:
 
     // A listed triangle: its corners (x, y, z of corner 0, 1, 2), its index, and the last
     // group its interval reaches.
+    // The plane (N2 then d2, as the triangle test forms it) and the corners' box are derived
+    // from the corners once, when the triangle enters (fill), not per plane.
     struct Candidate {
         double corners[9];
+        double plane[4];
+        double lower[3], upper[3];
         Index triangle;
         Index last;
     };
+    // Fetches t's corners through `corners` and derives the rest.
+    template <class Corners>
+    static void fill(Candidate &c, std::size_t t, Corners &&corners) {
+        corners(t, c.corners);
+        derive(c);
+    }
+    static void derive(Candidate &c) {
+        double const *u = c.corners;
+        secondPlane(u, u + 3, u + 6, c.plane);
+        for (int a = 0; a < 3; ++a) {
+            c.lower[a] = std::min(std::min(u[a], u[3 + a]), u[6 + a]);
+            c.upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
+        }
+    }
 
     // `groups`: strictly ascending finite plane distances (kept by reference; must outlive
     // the sweep). `interval(t, low, high)` gives triangle t's interval, a NaN or infinite
@@ -49,8 +70,8 @@ public:
             double low = 0.0, high = 0.0;
             interval(t, low, high);
             if (file(t, low, high)) {
-                everywhere_.push_back(Candidate{{}, static_cast<Index>(t), kNever});
-                corners(t, everywhere_.back().corners);
+                everywhere_.push_back(Candidate{{}, {}, {}, {}, static_cast<Index>(t), kNever});
+                fill(everywhere_.back(), t, corners);
             }
         }
         finish();
@@ -59,15 +80,26 @@ public:
     // Candidates of the next group, ascending by triangle; call once per group, in order.
     // `corners(t, nine)` fetches the corners of entering triangles. The reference stays
     // valid until the next call.
+    // `prefetch(t, stage)`, when given, is told of triangle t some entries before its corners
+    // are fetched: stage 0 far ahead (for what locates the corners), stage 1 nearer (for the
+    // corners themselves). It must not change anything observable.
     template <class Corners>
     std::vector<Candidate> const &next(Corners &&corners) {
+        return next(corners, [](Index, int) {});
+    }
+    template <class Corners, class Prefetch>
+    std::vector<Candidate> const &next(Corners &&corners, Prefetch &&prefetch) {
         std::size_t const g = group_++;
         // The entering triangles first, in a loop of their own: their corner fetches are the
-        // sweep's only scattered reads, and independent, so they overlap.
+        // sweep's only scattered reads, and independent, so they overlap (helped along by
+        // prefetching some entries ahead).
         entering_.clear();
-        for (std::size_t p = bucketStart_[g]; p < bucketStart_[g + 1]; ++p) {
-            entering_.push_back(Candidate{{}, filed_[p], filedLast_[p]});
-            corners(filed_[p], entering_.back().corners);
+        std::size_t const bucketEnd = bucketStart_[g + 1];
+        for (std::size_t p = bucketStart_[g]; p < bucketEnd; ++p) {
+            if (p + kFar < bucketEnd) prefetch(filed_[p + kFar], 0);
+            if (p + kNear < bucketEnd) prefetch(filed_[p + kNear], 1);
+            entering_.push_back(Candidate{{}, {}, {}, {}, filed_[p], filedLast_[p]});
+            fill(entering_.back(), filed_[p], corners);
         }
         // Survivors of the previous group merged with the entering ones, both ascending.
         scratch_.clear();
@@ -88,6 +120,8 @@ public:
     bool everywhere() const { return !everywhere_.empty(); }
 
 private:
+    static constexpr std::size_t kFar = 16, kNear = 6;
+
     void start(std::vector<double> const &groups, std::size_t triangles);
     // Files t under its entering group; true when its interval is unknown.
     bool file(std::size_t t, double low, double high);

@@ -100,8 +100,39 @@ inline bool computeInterval(double const *c0, double const *c1, double const *c2
 // The test proper against a prepared first triangle. Returns 1 with the segment's end
 // points in isect1/isect2, or 0. `coplanar` is written only once both plane tests have
 // passed (always 0 then); on an early return it keeps the caller's value.
+// The second triangle's (unnormalised) plane N2.x + d2 = 0 as the test forms it; `plane`
+// gets N2 then d2. A triangle met by many cutting planes computes it once.
+inline void secondPlane(double const *u0, double const *u1, double const *u2, double *plane) {
+    double e1[3], e2[3];
+    sub3(e1, u1, u0);
+    sub3(e2, u2, u0);
+    cross3(plane, e1, e2);
+    plane[3] = -dot3(plane, u0);
+}
+
+// The test proper with the second triangle's plane given (as secondPlane forms it).
+inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
+                                   double const *u1, double const *u2, double const *plane2,
+                                   int *coplanar, double *isect1, double *isect2);
+
 inline int intersectPrepared(FirstTriangle const &first, double const *u0, double const *u1,
                              double const *u2, int *coplanar, double *isect1, double *isect2) {
+    double const zero = 1e-16;
+    double du0 = dot3(first.n, u0) + first.d;
+    double du1 = dot3(first.n, u1) + first.d;
+    double du2 = dot3(first.n, u2) + first.d;
+    if (std::fabs(du0) < zero) du0 = 0.0;
+    if (std::fabs(du1) < zero) du1 = 0.0;
+    if (std::fabs(du2) < zero) du2 = 0.0;
+    if (du0 * du1 > 0.0 && du0 * du2 > 0.0) return 0;
+    double plane2[4];
+    secondPlane(u0, u1, u2, plane2);
+    return intersectPreparedPlanes(first, u0, u1, u2, plane2, coplanar, isect1, isect2);
+}
+
+inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
+                                   double const *u1, double const *u2, double const *plane2,
+                                   int *coplanar, double *isect1, double *isect2) {
     double const zero = 1e-16;
     double du0 = dot3(first.n, u0) + first.d;
     double du1 = dot3(first.n, u1) + first.d;
@@ -113,11 +144,8 @@ inline int intersectPrepared(FirstTriangle const &first, double const *u0, doubl
     double const du0du2 = du0 * du2;
     if (du0du1 > 0.0 && du0du2 > 0.0) return 0;
 
-    double e1[3], e2[3], n2[3];
-    sub3(e1, u1, u0);
-    sub3(e2, u2, u0);
-    cross3(n2, e1, e2);
-    double const d2 = -dot3(n2, u0);
+    double const *n2 = plane2;
+    double const d2 = plane2[3];
     double const *v0 = first.v[0];
     double const *v1 = first.v[1];
     double const *v2 = first.v[2];
@@ -185,9 +213,9 @@ inline int intersectPrepared(FirstTriangle const &first, double const *u0, doubl
 // The cut test of the slicer's wrapper: a found segment shorter than 1e-10 (Euclidean, as
 // Point3D::distance computes it) is no cut. Writes the two end points on success.
 inline bool cutSegment(FirstTriangle const &first, double const *u0, double const *u1,
-                       double const *u2, double *p, double *q) {
+                       double const *u2, double const *plane2, double *p, double *q) {
     int coplanar = 0;
-    if (intersectPrepared(first, u0, u1, u2, &coplanar, p, q) == 0) return false;
+    if (intersectPreparedPlanes(first, u0, u1, u2, plane2, &coplanar, p, q) == 0) return false;
     double const dx = p[0] - q[0];
     double const dy = p[1] - q[1];
     double const dz = p[2] - q[2];
