@@ -6,7 +6,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libassimp-dev libcli11-dev
-          nlohmann-json3-dev python3)
+          nlohmann-json3-dev python3 time)
 if [[ "${1:-}" == "fuzz" ]]; then
   packages+=(clang libclang-rt-dev)
 fi

@@ -23,7 +23,7 @@ namespace orvane {
 
 unsigned importTimeLimit(std::uintmax_t bytes) {
     std::uintmax_t const megabytes = bytes / (1024 * 1024);
-    return static_cast<unsigned>(10 + 10 * std::min<std::uintmax_t>(megabytes, 100000));
+    return static_cast<unsigned>(2 + 10 * std::min<std::uintmax_t>(megabytes, 100000));
 }
 
 #ifndef ORVANE_IMPORT_IN_CHILD
@@ -127,6 +127,9 @@ std::string readAll(int fd) {
 // The child: runs the import and answers; never returns.
 [[noreturn]] void runChild(MeshImport const &import, std::string const &path, unsigned cpuSeconds,
                            int answerFd) {
+    // A fault of the importer must end the child by its signal, for the parent to report:
+    // handlers inherited from the host process (crash reporters, sanitizers) do not run here.
+    for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
     int quiet = ::open("/dev/null", O_WRONLY);
     if (quiet >= 0) {
         ::dup2(quiet, STDERR_FILENO);

@@ -20,7 +20,7 @@ namespace orvane {
 
 using MeshImport = std::function<std::unique_ptr<OwnedMesh>()>;
 
-// Processor-time limit of an import of a file of `bytes` bytes: 10 s, plus 10 s per MB.
+// Processor-time limit of an import of a file of `bytes` bytes: 2 s, plus 10 s per MB.
 // Importing takes well under a second per MB, so only an importer stuck in a loop reaches it.
 unsigned importTimeLimit(std::uintmax_t bytes);
 

@@ -1,5 +1,7 @@
 #include "model_io.h"
 
+#include "import_sandbox.h"
+
 #include <assimp/Importer.hpp>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -127,23 +129,10 @@ bool isModelExtension(std::string const &extension) {
 
 std::string modelFormatList() { return "STL, OBJ, PLY, OFF or 3MF"; }
 
-std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
-    namespace fs = std::filesystem;
-    std::error_code ec;
-    fs::file_status status = fs::status(path, ec);
-    if (!fs::exists(status)) throw InputError("'" + path + "': no such file");
-    if (fs::is_directory(status)) throw InputError("'" + path + "' is a folder, not a model file");
-    std::string const ext = lowerExtension(path);
-    if (!isModelExtension(ext))
-        throw InputError("'" + path + "': unknown model format" +
-                         (ext.empty() ? std::string() : " '." + ext + "'") + " (expected " +
-                         modelFormatList() + ")");
-    std::ifstream probe(path, std::ios::binary);
-    if (!probe) throw InputError("'" + path + "' cannot be opened for reading");
-    std::uintmax_t size = fs::file_size(path, ec);
-    if (ec || size == 0) throw InputError("'" + path + "' is empty");
-    if (ext == "stl") checkBinaryStlSize(path, size);
+namespace {
 
+// Reads `path` (extension `ext`, lower case) with Assimp into a welded mesh.
+std::unique_ptr<OwnedMesh> importWithAssimp(std::string const &path, std::string const &ext) {
     Assimp::Importer importer;
     // Points and lines are dropped by the importer itself; polygons become triangles.
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
@@ -163,6 +152,31 @@ std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
     }
 
     return meshFromScene(*scene, path);
+}
+
+}  // namespace
+
+std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    fs::file_status status = fs::status(path, ec);
+    if (!fs::exists(status)) throw InputError("'" + path + "': no such file");
+    if (fs::is_directory(status)) throw InputError("'" + path + "' is a folder, not a model file");
+    std::string const ext = lowerExtension(path);
+    if (!isModelExtension(ext))
+        throw InputError("'" + path + "': unknown model format" +
+                         (ext.empty() ? std::string() : " '." + ext + "'") + " (expected " +
+                         modelFormatList() + ")");
+    std::ifstream probe(path, std::ios::binary);
+    if (!probe) throw InputError("'" + path + "' cannot be opened for reading");
+    std::uintmax_t size = fs::file_size(path, ec);
+    if (ec || size == 0) throw InputError("'" + path + "' is empty");
+    if (ext == "stl") checkBinaryStlSize(path, size);
+
+    // Assimp runs in a child process: corrupt files can make it crash or loop (see
+    // import_sandbox.h), and the tool must answer them with a message.
+    return importIsolated([&] { return importWithAssimp(path, ext); }, path,
+                          importTimeLimit(size));
 }
 
 std::unique_ptr<OwnedMesh> meshFromScene(aiScene const &scene, std::string const &source) {

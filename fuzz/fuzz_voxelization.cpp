@@ -1,0 +1,127 @@
+// Fuzz target: the voxelizer (both Voxelization::voxelize forms) on a decoded mesh with cell
+// counts that are small, zero, beyond 32 bits, or whose product overflows.
+#include "fuzz_input.h"
+
+#include "Entity.h"
+#include "Feedback.h"
+#include "Triangle.h"
+#include "Triangulation.h"
+#include "Vertex.h"
+#include "Voxelization.h"
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace odb = ORVANE_DATABASE;
+using orvane_fuzz::ByteReader;
+
+namespace {
+
+class Recorder : public odb::Feedback {
+public:
+    void progressMessage(std::string message, int current, int total) override {
+        FUZZ_CHECK(current == 0 && total == 0);
+        messages.push_back(std::move(message));
+    }
+    void progressValue(int) override { FUZZ_CHECK(false); }
+    std::vector<std::string> messages;
+};
+
+std::size_t cellCount(ByteReader &in) {
+    std::uint8_t b = in.byte();
+    if (b < 200) return 1 + b % 6;
+    constexpr std::size_t max = std::numeric_limits<std::size_t>::max();
+    static const std::size_t special[] = {0,           2147483647u,     2147483648u,
+                                          4294967296u, 4294967297u,     max,
+                                          max / 2 + 1, std::size_t(1) << 40};
+    return special[b % 8];
+}
+
+// Whether the library gives these counts a grid (each in 1 .. 2^31 - 1, product in size_t).
+bool gridFor(std::size_t nx, std::size_t ny, std::size_t nz, std::size_t &cells) {
+    constexpr std::size_t limit = 2147483647u;
+    if (nx == 0 || ny == 0 || nz == 0 || nx > limit || ny > limit || nz > limit) return false;
+    constexpr std::size_t max = std::numeric_limits<std::size_t>::max();
+    if (nx > max / ny || nx * ny > max / nz) return false;
+    cells = nx * ny * nz;
+    return true;
+}
+
+void releaseMesh(odb::Triangulation *mesh) {
+    if (!mesh) return;
+    std::vector<odb::Vertex *> vertices = mesh->vertexList();
+    std::vector<odb::Triangle *> triangles = mesh->triangleList();
+    delete mesh;
+    for (odb::Triangle *t : triangles) delete t;
+    for (odb::Vertex *v : vertices) delete v;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+    ByteReader in(data, size);
+    orvane_fuzz::DecodedMesh m = orvane_fuzz::decodeMesh(in);
+    std::size_t nx = cellCount(in), ny = cellCount(in), nz = cellCount(in);
+    std::size_t cells = 0;
+    bool grid = gridFor(nx, ny, nz, cells);
+    if (grid && cells > 4096) {   // a real grid that large only costs time here
+        nx = 1 + nx % 6;
+        ny = 1 + ny % 6;
+        nz = 1 + nz % 6;
+        cells = nx * ny * nz;
+    }
+    std::uint8_t flags = in.byte();
+
+    Recorder feedback;
+    std::size_t triangles = m.mesh().mesh().triangleList().size();
+    // The voxelizer destroys the Triangulation object; its vertices and triangles stay with
+    // the TestMesh, which outlives the voxelizer.
+    auto vox = std::make_unique<odb::Voxelization>(m.mesh().release(), nx, ny, nz, &feedback);
+    std::unique_ptr<odb::Voxelization> copy;
+    if (flags & 1) copy = std::make_unique<odb::Voxelization>(*vox);
+
+    odb::Triangulation *surface = vox->voxelize();
+    std::vector<odb::Vertex *> vertices;
+    std::vector<std::size_t> quads;
+    (copy ? *copy : *vox).voxelize(vertices, quads);
+    if (flags & 2) vox.reset();   // the copy alone keeps grid and mesh from here on
+
+    FUZZ_CHECK((feedback.messages ==
+                std::vector<std::string>{"\nMarking Voxels...", "Marking Voxels done.",
+                                         "Creating Triangulation...",
+                                         "Creating Triangulation done.", "\nMarking Voxels...",
+                                         "Marking Voxels done.", "Creating Quads...",
+                                         "Creating Quads done."}));
+
+    // Six quads per marked cell, twelve triangles per marked cell, over the same corners.
+    FUZZ_CHECK(quads.size() % 24 == 0);
+    std::size_t marked = quads.size() / 24;
+    if (!grid || triangles == 0) FUZZ_CHECK(marked == 0);
+    FUZZ_CHECK(marked <= cells);
+    for (std::size_t q : quads) FUZZ_CHECK(q < vertices.size());
+    for (odb::Vertex *v : vertices) FUZZ_CHECK(v != nullptr && v->point() != nullptr);
+    FUZZ_CHECK((surface == nullptr) == (marked == 0));
+    if (surface) {
+        FUZZ_CHECK(surface->triangleList().size() == 12 * marked);
+        FUZZ_CHECK(surface->vertexList().size() == vertices.size());
+        std::size_t count = surface->vertexList().size();
+        for (odb::Triangle *t : surface->triangleList())
+            for (std::size_t i = 0; i < 3; ++i) FUZZ_CHECK(t->vertexIndex(i) < count);
+        FUZZ_CHECK(surface->getName() == "Voxel_" + std::to_string(nx) + "_" +
+                                             std::to_string(ny) + "_" + std::to_string(nz));
+    }
+    // A box well inside the grid's number range marks exactly its shell of cells.
+    if (m.pureSolid && m.solid == orvane_fuzz::DecodedMesh::BOX && grid &&
+        std::fabs(m.solidLow.x()) < 100 && std::fabs(m.solidLow.y()) < 100 &&
+        std::fabs(m.solidLow.z()) < 100) {
+        auto inner = [](std::size_t n) { return n > 2 ? n - 2 : 0; };
+        FUZZ_CHECK(marked == cells - inner(nx) * inner(ny) * inner(nz));
+    }
+
+    releaseMesh(surface);
+    for (odb::Vertex *v : vertices) delete v;
+    return 0;
+}
