@@ -97,9 +97,6 @@ inline bool computeInterval(double const *c0, double const *c1, double const *c2
     return true;
 }
 
-// The test proper against a prepared first triangle. Returns 1 with the segment's end
-// points in isect1/isect2, or 0. `coplanar` is written only once both plane tests have
-// passed (always 0 then); on an early return it keeps the caller's value.
 // The second triangle's (unnormalised) plane N2.x + d2 = 0 as the test forms it; `plane`
 // gets N2 then d2. A triangle met by many cutting planes computes it once.
 inline void secondPlane(double const *u0, double const *u1, double const *u2, double *plane) {
@@ -110,21 +107,34 @@ inline void secondPlane(double const *u0, double const *u1, double const *u2, do
     plane[3] = -dot3(plane, u0);
 }
 
-// The test proper with the second triangle's plane given (as secondPlane forms it).
+// Signed distances (unnormalised) of the second triangle's corners from the first
+// triangle's plane, with values below 1e-16 in magnitude snapped to zero. False when all
+// three lie strictly on one side: the triangles cannot meet.
+inline bool secondCornersStraddle(FirstTriangle const &first, double const *u0,
+                                  double const *u1, double const *u2, double *du) {
+    double const zero = 1e-16;
+    du[0] = dot3(first.n, u0) + first.d;
+    du[1] = dot3(first.n, u1) + first.d;
+    du[2] = dot3(first.n, u2) + first.d;
+    for (int k = 0; k < 3; ++k)
+        if (std::fabs(du[k]) < zero) du[k] = 0.0;
+    return !(du[0] * du[1] > 0.0 && du[0] * du[2] > 0.0);
+}
+
+// The test proper against a prepared first triangle, with the second triangle's plane given
+// (as secondPlane forms it). Returns 1 with the segment's end points in isect1/isect2, or 0.
+// `coplanar` is written only once both plane tests have passed (always 0 then); on an early
+// return it keeps the caller's value.
 inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
                                    double const *u1, double const *u2, double const *plane2,
                                    int *coplanar, double *isect1, double *isect2);
 
+// The same test, forming the second triangle's plane itself (only when the corners straddle
+// the first triangle's plane).
 inline int intersectPrepared(FirstTriangle const &first, double const *u0, double const *u1,
                              double const *u2, int *coplanar, double *isect1, double *isect2) {
-    double const zero = 1e-16;
-    double du0 = dot3(first.n, u0) + first.d;
-    double du1 = dot3(first.n, u1) + first.d;
-    double du2 = dot3(first.n, u2) + first.d;
-    if (std::fabs(du0) < zero) du0 = 0.0;
-    if (std::fabs(du1) < zero) du1 = 0.0;
-    if (std::fabs(du2) < zero) du2 = 0.0;
-    if (du0 * du1 > 0.0 && du0 * du2 > 0.0) return 0;
+    double du[3];
+    if (!secondCornersStraddle(first, u0, u1, u2, du)) return 0;
     double plane2[4];
     secondPlane(u0, u1, u2, plane2);
     return intersectPreparedPlanes(first, u0, u1, u2, plane2, coplanar, isect1, isect2);
@@ -133,16 +143,12 @@ inline int intersectPrepared(FirstTriangle const &first, double const *u0, doubl
 inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
                                    double const *u1, double const *u2, double const *plane2,
                                    int *coplanar, double *isect1, double *isect2) {
-    double const zero = 1e-16;
-    double du0 = dot3(first.n, u0) + first.d;
-    double du1 = dot3(first.n, u1) + first.d;
-    double du2 = dot3(first.n, u2) + first.d;
-    if (std::fabs(du0) < zero) du0 = 0.0;
-    if (std::fabs(du1) < zero) du1 = 0.0;
-    if (std::fabs(du2) < zero) du2 = 0.0;
+    double du[3];
+    if (!secondCornersStraddle(first, u0, u1, u2, du)) return 0;
+    double const du0 = du[0], du1 = du[1], du2 = du[2];
     double const du0du1 = du0 * du1;
     double const du0du2 = du0 * du2;
-    if (du0du1 > 0.0 && du0du2 > 0.0) return 0;
+    double const zero = 1e-16;
 
     double const *n2 = plane2;
     double const d2 = plane2[3];
