@@ -2,12 +2,15 @@
 // Shared set-up of the benchmarks: where the public mesh set lives and how a mesh of it is
 // read. scripts/fetch-meshes.sh fills the folder; a benchmark whose mesh is absent skips
 // itself with the reason instead of failing.
+#include "PLC.h"
+#include "Point3D.h"
 #include "model_io.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace orvane_bench {
 
@@ -35,6 +38,18 @@ inline std::unique_ptr<orvane::OwnedMesh> loadBenchMesh(std::string const &name,
         if (why) *why = e.what();
         return nullptr;
     }
+}
+
+// Releases contours a slicer or a segmentation delivered: each PLC, its point list and its
+// points (the caller owns all three).
+inline void releaseContours(std::vector<ORVANE_DATABASE::PLC *> &contours) {
+    for (ORVANE_DATABASE::PLC *c : contours) {
+        std::vector<ORVANE_DATABASE::Point3D *> *points = c->pointList();
+        delete c;
+        for (ORVANE_DATABASE::Point3D *p : *points) delete p;
+        delete points;
+    }
+    contours.clear();
 }
 
 }  // namespace orvane_bench

@@ -31,27 +31,8 @@
 namespace {
 
 namespace odb = ORVANE_DATABASE;
-
-// A generated mesh and the objects it points to.
-struct Mesh {
-    odb::Triangulation mesh;
-    std::vector<odb::Vertex *> vertices;
-    std::vector<odb::Triangle *> triangles;
-    Mesh() = default;
-    Mesh(Mesh const &) = delete;
-    ~Mesh() {
-        for (auto *t : triangles) delete t;
-        for (auto *v : vertices) delete v;
-    }
-    std::size_t vertex(double x, double y, double z) {
-        vertices.push_back(new odb::Vertex(new odb::Point3D(x, y, z)));
-        return mesh.addVertex(vertices.back());
-    }
-    void triangle(std::size_t a, std::size_t b, std::size_t c) {
-        triangles.push_back(new odb::Triangle(a, b, c));
-        mesh.addTriangle(triangles.back());
-    }
-};
+using Mesh = orvane::OwnedMesh;   // a generated mesh and the objects it points to
+using orvane_bench::releaseContours;
 
 // Face meshes share the source's points: their vertices are detached before release.
 void releaseFaces(std::set<odb::Triangulation *> &faces) {
@@ -66,16 +47,6 @@ void releaseFaces(std::set<odb::Triangulation *> &faces) {
         }
     }
     faces.clear();
-}
-
-void releaseContours(std::vector<odb::PLC *> &contours) {
-    for (odb::PLC *c : contours) {
-        std::vector<odb::Point3D *> *points = c->pointList();
-        delete c;
-        for (auto *p : *points) delete p;
-        delete points;
-    }
-    contours.clear();
 }
 
 constexpr int kCells = 48, kLayers = 12;
@@ -106,7 +77,7 @@ void buildVoxelSurface(Mesh &m, int tiles) {
             std::map<std::array<int, 3>, std::size_t> welded;
             auto corner = [&](std::array<int, 3> p) {
                 auto [it, fresh] = welded.emplace(p, 0);
-                if (fresh) it->second = m.vertex(p[0] + tx * (kCells + 4), p[1] + ty * (kCells + 4), p[2]);
+                if (fresh) it->second = m.addVertex(p[0] + tx * (kCells + 4), p[1] + ty * (kCells + 4), p[2]);
                 return it->second;
             };
             for (int x = 0; x < kCells; ++x)
@@ -124,8 +95,8 @@ void buildVoxelSurface(Mesh &m, int tiles) {
                                 std::array<int, 3> q[4] = {base, base, base, base};
                                 q[1][u] += 1, q[2][u] += 1, q[2][v] += 1, q[3][v] += 1;
                                 std::size_t c[4] = {corner(q[0]), corner(q[1]), corner(q[2]), corner(q[3])};
-                                if (s > 0) m.triangle(c[0], c[1], c[2]), m.triangle(c[0], c[2], c[3]);
-                                else m.triangle(c[0], c[2], c[1]), m.triangle(c[0], c[3], c[2]);
+                                if (s > 0) m.addTriangle(c[0], c[1], c[2]), m.addTriangle(c[0], c[2], c[3]);
+                                else m.addTriangle(c[0], c[2], c[1]), m.addTriangle(c[0], c[3], c[2]);
                             }
                     }
         }
@@ -137,11 +108,11 @@ void buildTiledCopy(Mesh &m, odb::Triangulation &source, int tiles) {
     double step = 1.5 * std::max(box->upper().x() - box->lower().x(), box->upper().y() - box->lower().y());
     for (int tx = 0; tx < tiles; ++tx)
         for (int ty = 0; ty < tiles; ++ty) {
-            std::size_t base = m.mesh.vertexList().size();
+            std::size_t base = m.mesh().vertexList().size();
             for (odb::Vertex *v : source.vertexList())
-                m.vertex(v->point()->x() + tx * step, v->point()->y() + ty * step, v->point()->z());
+                m.addVertex(v->point()->x() + tx * step, v->point()->y() + ty * step, v->point()->z());
             for (odb::Triangle *t : source.triangleList())
-                m.triangle(base + t->vertexIndex(0), base + t->vertexIndex(1), base + t->vertexIndex(2));
+                m.addTriangle(base + t->vertexIndex(0), base + t->vertexIndex(1), base + t->vertexIndex(2));
         }
 }
 
@@ -156,7 +127,7 @@ void report(benchmark::State &state, char const *what, std::size_t items, std::s
 }
 
 void runSegmentize(benchmark::State &state, Mesh &m) {
-    odb::Segmentation segmentation(&m.mesh, 30.0);
+    odb::Segmentation segmentation(&m.mesh(), 30.0);
     std::size_t faces = 0;
     for (auto _ : state) {
         std::set<odb::Triangulation *> out;
@@ -170,7 +141,7 @@ void runSegmentize(benchmark::State &state, Mesh &m) {
         releaseFaces(out);
         state.ResumeTiming();
     }
-    report(state, "faces", faces, m.mesh.triangleList().size());
+    report(state, "faces", faces, m.mesh().triangleList().size());
 }
 
 void BM_SegmentizeVoxel(benchmark::State &state) {
@@ -196,7 +167,7 @@ void BM_BoundariesSplit(benchmark::State &state) {
     Mesh voxel;
     buildVoxelSurface(voxel, static_cast<int>(state.range(0)));
     std::set<odb::Triangulation *> faces;
-    odb::Segmentation(&voxel.mesh, 30.0).segmentize(faces);
+    odb::Segmentation(&voxel.mesh(), 30.0).segmentize(faces);
     // Faces in the order of their lowest corner, so that the layout (and with it the border
     // edge order) does not depend on pointer values.
     std::multimap<std::array<double, 7>, odb::Triangulation *> ordered;
@@ -226,13 +197,13 @@ void BM_BoundariesSplit(benchmark::State &state) {
         std::map<std::array<double, 3>, std::size_t> welded;
         auto at = [&](std::array<double, 3> const &p) {
             auto [it, fresh] = welded.emplace(p, 0);
-            if (fresh) it->second = split.vertex(p[0], p[1], p[2]);
+            if (fresh) it->second = split.addVertex(p[0], p[1], p[2]);
             return it->second;
         };
-        for (auto const &t : corners) split.triangle(at(t[0]), at(t[1]), at(t[2]));
+        for (auto const &t : corners) split.addTriangle(at(t[0]), at(t[1]), at(t[2]));
     }
     releaseFaces(faces);
-    odb::Segmentation segmentation(&split.mesh, 30.0);
+    odb::Segmentation segmentation(&split.mesh(), 30.0);
     std::size_t contours = 0;
     for (auto _ : state) {
         std::vector<odb::PLC *> out;
@@ -242,7 +213,7 @@ void BM_BoundariesSplit(benchmark::State &state) {
         releaseContours(out);
         state.ResumeTiming();
     }
-    report(state, "contours", contours, split.mesh.triangleList().size());
+    report(state, "contours", contours, split.mesh().triangleList().size());
 }
 
 }  // namespace

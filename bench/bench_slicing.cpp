@@ -69,47 +69,30 @@ void operator delete(void *p, std::size_t) noexcept { release(p); }
 namespace {
 
 namespace odb = ORVANE_DATABASE;
-
-// A mesh and the objects it points to.
-struct Mesh {
-    odb::Triangulation mesh;
-    std::vector<odb::Vertex *> vertices;
-    std::vector<odb::Triangle *> triangles;
-    Mesh() = default;
-    Mesh(Mesh const &) = delete;
-    ~Mesh() {
-        for (auto *t : triangles) delete t;
-        for (auto *v : vertices) delete v;
-    }
-    std::size_t vertex(odb::Point3D const &p) {
-        vertices.push_back(new odb::Vertex(new odb::Point3D(p)));
-        return mesh.addVertex(vertices.back());
-    }
-    void triangle(std::size_t a, std::size_t b, std::size_t c) {
-        triangles.push_back(new odb::Triangle(a, b, c));
-        mesh.addTriangle(triangles.back());
-    }
-};
+using Mesh = orvane::OwnedMesh;
+using orvane_bench::releaseContours;
 
 // 4-way midpoint subdivision of `source` into `m` (orientation kept, midpoints shared).
 void subdivide(odb::Triangulation &source, Mesh &m) {
-    for (odb::Vertex *v : source.vertexList()) m.vertex(*v->point());
+    for (odb::Vertex *v : source.vertexList()) m.addVertex(v->point()->x(), v->point()->y(), v->point()->z());
     std::map<std::pair<std::size_t, std::size_t>, std::size_t> mids;
     auto mid = [&](std::size_t a, std::size_t b) {
         auto key = std::minmax(a, b);
         auto it = mids.find(key);
         if (it != mids.end()) return it->second;
-        std::size_t v = m.vertex(m.vertices[a]->point()->mid(*m.vertices[b]->point()));
+        std::vector<odb::Vertex *> const &vertices = m.mesh().vertexList();
+        odb::Point3D const mid = vertices[a]->point()->mid(*vertices[b]->point());
+        std::size_t v = m.addVertex(mid.x(), mid.y(), mid.z());
         mids.emplace(key, v);
         return v;
     };
     for (odb::Triangle *t : source.triangleList()) {
         std::size_t a = t->vertexIndex(0), b = t->vertexIndex(1), c = t->vertexIndex(2);
         std::size_t ab = mid(a, b), bc = mid(b, c), ca = mid(c, a);
-        m.triangle(a, ab, ca);
-        m.triangle(ab, b, bc);
-        m.triangle(ca, bc, c);
-        m.triangle(ab, bc, ca);
+        m.addTriangle(a, ab, ca);
+        m.addTriangle(ab, b, bc);
+        m.addTriangle(ca, bc, c);
+        m.addTriangle(ab, bc, ca);
     }
 }
 
@@ -118,7 +101,7 @@ odb::Triangulation *meshFor(std::string const &file, int level, std::string &why
     static std::map<std::pair<std::string, int>, std::unique_ptr<Mesh>> built;
     static std::map<std::string, std::unique_ptr<orvane::OwnedMesh>> read;
     auto key = std::make_pair(file, level);
-    if (auto it = built.find(key); it != built.end()) return &it->second->mesh;
+    if (auto it = built.find(key); it != built.end()) return &it->second->mesh();
     if (level == 0) {
         auto &owned = read[file];
         if (!owned) owned = orvane_bench::loadBenchMesh(file, &why);
@@ -132,17 +115,7 @@ odb::Triangulation *meshFor(std::string const &file, int level, std::string &why
     if (!coarser) return nullptr;
     auto m = std::make_unique<Mesh>();
     subdivide(*coarser, *m);
-    return &(built[key] = std::move(m))->mesh;
-}
-
-void releaseContours(std::vector<odb::PLC *> &contours) {
-    for (odb::PLC *c : contours) {
-        std::vector<odb::Point3D *> *points = c->pointList();
-        delete c;
-        for (auto *p : *points) delete p;
-        delete points;
-    }
-    contours.clear();
+    return &(built[key] = std::move(m))->mesh();
 }
 
 void runSlicing(benchmark::State &state, std::string const &file, int level, odb::Direction3D direction,
