@@ -2,6 +2,7 @@
 // decoded mesh with an angle threshold that may be negative, huge, infinite or NaN.
 #include "contour_checks.h"
 #include "fuzz_input.h"
+#include "segmentation/segmentation_support.h"
 
 #include "Edge.h"
 #include "Outcome.h"
@@ -19,19 +20,6 @@ namespace odb = ORVANE_DATABASE;
 using orvane_fuzz::ByteReader;
 
 namespace {
-
-// A face mesh's vertices share the source mesh's points, which ~Vertex would delete: the
-// owner releases the mesh and its triangles, and detaches each vertex before deleting it.
-void releaseFace(odb::Triangulation *face) {
-    std::vector<odb::Vertex *> vertices = face->vertexList();
-    std::vector<odb::Triangle *> triangles = face->triangleList();
-    delete face;
-    for (odb::Triangle *t : triangles) delete t;
-    for (odb::Vertex *v : vertices) {
-        *v = odb::Vertex(nullptr);
-        delete v;
-    }
-}
 
 double angle(ByteReader &in) {
     std::uint8_t b = in.byte();
@@ -73,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         FUZZ_CHECK(grown.mesg() == "Strong Edge not found" ||
                    grown.mesg() == "Triangulation creation failed");
     }
-    for (odb::Triangulation *face : faces) releaseFace(face);
+    orvane_test::releaseFaces(faces);   // detaches face vertices from the shared points
 
     // Border contours: every border edge (listed once per triangle side that uses it) is
     // chained exactly once, so a contour of k edges has k + 1 points.
