@@ -117,8 +117,12 @@ public:
 
     // The point of the triangle nearest to p: the foot of p on the plane when that lies on the
     // triangle, else the nearest point of the nearest edge (ties go to the later edge of
-    // A-B, B-C, C-A). Throws std::runtime_error "closest Point implementation Failed. " (a
-    // std::exception) should no edge give an answer, which cannot happen for finite input.
+    // A-B, B-C, C-A). Edge distances are Point3D::distance of the foot from each edge; when
+    // rounding makes a squared distance negative (the foot lies within rounding of an edge
+    // end) that distance is NaN and the comparison rule cannot decide, and such an edge
+    // then counts as distance 0. Throws std::runtime_error "closest Point implementation
+    // Failed. " (a std::exception) should no edge give an answer, which cannot happen for
+    // finite input.
     Point3D closestPoint(Triangle *t, Point3D const &p, Tolerance const &tol) const;
 
     // A new BSP tree over this mesh (default tolerance, depth limit 7000), or null when the

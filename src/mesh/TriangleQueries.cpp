@@ -113,11 +113,22 @@ Point3D Triangulation::closestPoint(Triangle *t, Point3D const &p, Tolerance con
     double const dBC = q.distance(k.b, k.c, true, tol);
     double const dCA = q.distance(k.c, k.a, true, tol);
     // Ties go to the later edge.
-    int nearest;
-    if (dBC <= dAB)
-        nearest = dCA <= dBC ? 2 : 1;
-    else
-        nearest = dCA > dAB ? 0 : 2;
+    auto choose = [](double ab, double bc, double ca) {
+        if (bc <= ab) return ca <= bc ? 2 : 1;
+        if (bc > ab) return ca > ab ? 0 : 2;
+        return -1;   // ab or bc is NaN: the rule does not decide
+    };
+    int nearest = choose(dAB, dBC, dCA);
+    if (nearest < 0) {
+        // For finite input a NaN distance is the square root of a squared distance that
+        // rounding made negative: q is within rounding of that edge, so it counts as 0.
+        auto rounded = [&](Point3D const &a, Point3D const &b) {
+            double const squared = q.distanceSqr(a, b, true, tol);
+            return squared < 0.0 ? 0.0 : std::sqrt(squared);
+        };
+        nearest = choose(rounded(k.a, k.b), rounded(k.b, k.c), rounded(k.c, k.a));
+        if (nearest < 0) nearest = 2;   // NaN input: every distance is NaN
+    }
 
     for (int e = nearest; e < 3; ++e) {
         double s = 0.0;

@@ -87,6 +87,12 @@ TEST(TriangleQueries, ClosestPointInEveryRegion) {
     for (auto const &[p, want] : cases)
         EXPECT_TRUE(pointNear(r.m.mesh().closestPoint(r.t, p, Tolerance()), want));
 
+    // A foot within rounding of corner B: the squared distance from edge A-B rounds below
+    // zero (its distance is NaN), which must not send the answer to the far corner C.
+    OneTriangle thin(Point3D(-19.25, 0, 2e-9), Point3D(2e-9, -20, -20), Point3D(-20, -19.5, -19));
+    Point3D const nearB(3.5500808180207669e-270, -20, -20);
+    EXPECT_LT(thin.m.mesh().closestPoint(thin.t, nearB, Tolerance()).distance(nearB), 1e-8);
+
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> u(-2, 2);
     for (int i = 0; i < 300; ++i) {
