@@ -75,8 +75,12 @@ std::size_t DuplicateSegments::remove(std::vector<SegmentEnds> &segments, double
         double const k = keys_[i];
         if (std::isnan(k)) continue;
         // Clamped so that the integer conversion is always defined; clamped keys only share
-        // cells, the exact test still decides.
-        double const q = std::clamp(k * scale, -9.0e18, 9.0e18);
+        // cells, the exact test still decides. Coordinates near the double range can make a
+        // key infinite and its quotient NaN (infinity times a zero scale): cell 0. Such keys
+        // never pass the window test, so those segments are simply not merged.
+        double q = k * scale;
+        if (std::isnan(q)) q = 0.0;
+        q = std::clamp(q, -9.0e18, 9.0e18);
         auto cell = static_cast<std::int64_t>(q);   // floor, without a libm call
         if (static_cast<double>(cell) > q) --cell;
         double const frac = q - static_cast<double>(cell);

@@ -159,6 +159,14 @@ TEST(DuplicateSegmentsTest, MatchesPairwiseCheck) {
         for (std::size_t i = 0; i < s.size(); ++i)
             EXPECT_TRUE(s[i].first.x() == expected[i].first.x() && s[i].second.y() == expected[i].second.y());
     }
+
+    // Coordinates near the double range: the keys and the measured magnitude overflow to
+    // infinity (a NaN cell quotient, never converted to an integer); nothing else is lost.
+    Point3D const huge(1e308, 1e308, 1e308), other(1e308, -1e308, 1e308);
+    std::vector<SegmentEnds> wild{{huge, other}, {huge, other}, {Point3D(1, 2, 3), Point3D(0, 0, 0)}};
+    remover.remove(wild);
+    EXPECT_GE(wild.size(), 2u);
+    EXPECT_EQ(wild.back().first.x(), 1.0);
 }
 
 }  // namespace
