@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <vector>
 
 namespace ORVANE_DATABASE {
 namespace slicing {
@@ -70,21 +71,41 @@ std::size_t DuplicateSegments::remove(std::vector<SegmentEnds> &segments, double
         return false;
     };
 
+    // Keys that overflow (finite coordinates near the double range) have no cell: such a
+    // segment is checked against every kept segment, and every later one against it, with
+    // the exact test alone. Usually there are none.
+    std::vector<std::uint32_t> unhashed;
+    auto repeatsUnhashed = [&](std::size_t i) {
+        for (std::uint32_t j : unhashed)
+            if (sameSegment(segments[i], segments[j])) return true;
+        return false;
+    };
+
     std::size_t removed = 0;
     for (std::size_t i = 0; i < n; ++i) {
         double const k = keys_[i];
         if (std::isnan(k)) continue;
+        if (std::isinf(k)) {
+            bool duplicate = repeatsUnhashed(i);
+            for (std::size_t j = 0; j < i && !duplicate; ++j)
+                duplicate = kept_[j] && !std::isnan(keys_[j]) && sameSegment(segments[i], segments[j]);
+            if (duplicate) {
+                kept_[i] = 0;
+                ++removed;
+            } else {
+                unhashed.push_back(static_cast<std::uint32_t>(i));
+            }
+            continue;
+        }
         // Clamped so that the integer conversion is always defined; clamped keys only share
-        // cells, the exact test still decides. Coordinates near the double range can make a
-        // key infinite and its quotient NaN (infinity times a zero scale): cell 0. Such keys
-        // never pass the window test, so those segments are simply not merged.
-        double q = k * scale;
-        if (std::isnan(q)) q = 0.0;
-        q = std::clamp(q, -9.0e18, 9.0e18);
+        // cells, the exact test still decides. (A finite key times a finite scale is never
+        // NaN; an infinite window gives scale 0 and one shared cell.)
+        double const q = std::clamp(k * scale, -9.0e18, 9.0e18);
         auto cell = static_cast<std::int64_t>(q);   // floor, without a libm call
         if (static_cast<double>(cell) > q) --cell;
         double const frac = q - static_cast<double>(cell);
-        bool duplicate = repeats(i, cell);
+        bool duplicate = !unhashed.empty() && repeatsUnhashed(i);
+        if (!duplicate) duplicate = repeats(i, cell);
         if (!duplicate && frac < 0.075) duplicate = repeats(i, cell - 1);
         if (!duplicate && frac > 0.925) duplicate = repeats(i, cell + 1);
         if (duplicate) {
