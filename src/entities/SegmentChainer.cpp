@@ -56,10 +56,13 @@ public:
                 home_[e] = kNotHashed;
                 continue;
             }
-            // The own cell is the one floor(q) names; cellRange keeps it between lo and hi.
             std::int64_t own[3];
             bool single = true;
-            for (int axis = 0; axis < 3; ++axis) single = cellRange(c[axis], own[axis]) && single;
+            for (int axis = 0; axis < 3; ++axis) {
+                bool below, above;
+                borders(c[axis], own[axis], below, above);
+                single = single && !below && !above;
+            }
             std::size_t const b = bucket(own[0], own[1], own[2]);
             next_[e] = head_[b];
             head_[b] = static_cast<Index>(e);
@@ -81,7 +84,10 @@ public:
         std::int64_t lo[3], hi[3];
         for (int axis = 0; axis < 3; ++axis) {
             if (!std::isfinite(c[axis])) return;
-            cellRange(c[axis], lo[axis], hi[axis]);
+            bool below, above;
+            borders(c[axis], lo[axis], below, above);
+            hi[axis] = lo[axis] + above;
+            lo[axis] -= below;
         }
         for (std::int64_t i = lo[0]; i <= hi[0]; ++i)
             for (std::int64_t j = lo[1]; j <= hi[1]; ++j)
@@ -119,29 +125,19 @@ private:
         return static_cast<double>(k) > q ? k - 1 : k;
     }
     double quotient(double v) const { return std::clamp(v * scale_, -kClamp, kClamp); }
-    // The own cell of v (floor of its quotient) and whether cellRange gives that cell alone.
-    bool cellRange(double v, std::int64_t &own) const {
+    // The own cell of v (floor of its quotient q) and whether [q - m, q + m] crosses its lower
+    // or upper border (frac = q - floor(q) is exact below 2^46; beyond, both sides count).
+    void borders(double v, std::int64_t &own, bool &below, bool &above) const {
         double const q = quotient(v);
         own = floorOf(q);
-        if (std::fabs(q) >= kCoarse) return false;
-        double const m = margin_ + std::fabs(q) * 0x1p-51 + 1e-9;
-        double const frac = q - static_cast<double>(own);
-        return !(frac <= m) && !(frac >= 1.0 - m);
-    }
-    // The cells of [q - m, q + m]: the own cell, widened by one on a side whose border is
-    // within m (frac = q - floor(q) is exact below 2^46).
-    void cellRange(double v, std::int64_t &lo, std::int64_t &hi) const {
-        double const q = quotient(v);
-        lo = hi = floorOf(q);
         if (std::fabs(q) >= kCoarse) {
-            --lo;
-            ++hi;
+            below = above = true;
             return;
         }
         double const m = margin_ + std::fabs(q) * 0x1p-51 + 1e-9;
-        double const frac = q - static_cast<double>(lo);
-        if (frac <= m) --lo;
-        if (frac >= 1.0 - m) ++hi;
+        double const frac = q - static_cast<double>(own);
+        below = frac <= m;
+        above = frac >= 1.0 - m;
     }
     std::size_t bucket(std::int64_t i, std::int64_t j, std::int64_t k) const {
         std::uint64_t h = static_cast<std::uint64_t>(i) * 0x9E3779B97F4A7C15ull;

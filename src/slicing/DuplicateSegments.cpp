@@ -86,7 +86,7 @@ std::size_t DuplicateSegments::remove(std::vector<SegmentEnds> &segments, double
         double const k = keys_[i];
         if (std::isnan(k)) continue;
         if (std::isinf(k)) {
-            bool duplicate = repeatsUnhashed(i);
+            bool duplicate = false;
             for (std::size_t j = 0; j < i && !duplicate; ++j)
                 duplicate = kept_[j] && !std::isnan(keys_[j]) && sameSegment(segments[i], segments[j]);
             if (duplicate) {

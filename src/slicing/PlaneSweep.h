@@ -47,9 +47,6 @@ public:
     template <class Corners>
     static void fill(Candidate &c, std::size_t t, Corners &&corners) {
         corners(t, c.corners);
-        derive(c);
-    }
-    static void derive(Candidate &c) {
         double const *u = c.corners;
         secondPlane(u, u + 3, u + 6, c.plane);
         for (int a = 0; a < 3; ++a) {

@@ -121,30 +121,38 @@ inline bool secondCornersStraddle(FirstTriangle const &first, double const *u0,
     return !(du[0] * du[1] > 0.0 && du[0] * du[2] > 0.0);
 }
 
-// The test proper against a prepared first triangle, with the second triangle's plane given
-// (as secondPlane forms it). Returns 1 with the segment's end points in isect1/isect2, or 0.
-// `coplanar` is written only once both plane tests have passed (always 0 then); on an early
-// return it keeps the caller's value.
-inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
-                                   double const *u1, double const *u2, double const *plane2,
-                                   int *coplanar, double *isect1, double *isect2);
+// The rest of the test, once the second triangle's corner distances du (as
+// secondCornersStraddle forms them, straddling) and its plane (as secondPlane forms it) are
+// known. Returns 1 with the segment's end points in isect1/isect2, or 0. `coplanar` is
+// written only once both plane tests have passed (always 0 then); on an early return it
+// keeps the caller's value.
+inline int intersectStraddling(FirstTriangle const &first, double const *u0, double const *u1,
+                               double const *u2, double const *plane2, double const *du,
+                               int *coplanar, double *isect1, double *isect2);
 
-// The same test, forming the second triangle's plane itself (only when the corners straddle
-// the first triangle's plane).
+// The test proper against a prepared first triangle, forming the second triangle's plane
+// only when its corners straddle the first triangle's plane.
 inline int intersectPrepared(FirstTriangle const &first, double const *u0, double const *u1,
                              double const *u2, int *coplanar, double *isect1, double *isect2) {
     double du[3];
     if (!secondCornersStraddle(first, u0, u1, u2, du)) return 0;
     double plane2[4];
     secondPlane(u0, u1, u2, plane2);
-    return intersectPreparedPlanes(first, u0, u1, u2, plane2, coplanar, isect1, isect2);
+    return intersectStraddling(first, u0, u1, u2, plane2, du, coplanar, isect1, isect2);
 }
 
+// The same test with the second triangle's plane given (a triangle met by many planes).
 inline int intersectPreparedPlanes(FirstTriangle const &first, double const *u0,
                                    double const *u1, double const *u2, double const *plane2,
                                    int *coplanar, double *isect1, double *isect2) {
     double du[3];
     if (!secondCornersStraddle(first, u0, u1, u2, du)) return 0;
+    return intersectStraddling(first, u0, u1, u2, plane2, du, coplanar, isect1, isect2);
+}
+
+inline int intersectStraddling(FirstTriangle const &first, double const *u0, double const *u1,
+                               double const *u2, double const *plane2, double const *du,
+                               int *coplanar, double *isect1, double *isect2) {
     double const du0 = du[0], du1 = du[1], du2 = du[2];
     double const du0du1 = du0 * du1;
     double const du0du2 = du0 * du2;
