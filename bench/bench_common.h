@@ -5,6 +5,7 @@
 #include "PLC.h"
 #include "Point3D.h"
 #include "model_io.h"
+#include "support/release.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -40,16 +41,8 @@ inline std::unique_ptr<orvane::OwnedMesh> loadBenchMesh(std::string const &name,
     }
 }
 
-// Releases contours a slicer or a segmentation delivered: each PLC, its point list and its
-// points (the caller owns all three).
-inline void releaseContours(std::vector<ORVANE_DATABASE::PLC *> &contours) {
-    for (ORVANE_DATABASE::PLC *c : contours) {
-        std::vector<ORVANE_DATABASE::Point3D *> *points = c->pointList();
-        delete c;
-        for (ORVANE_DATABASE::Point3D *p : *points) delete p;
-        delete points;
-    }
-    contours.clear();
-}
+using orvane_test::releaseContours;
+using orvane_test::releaseFaces;
+using orvane_test::releaseSurface;
 
 }  // namespace orvane_bench

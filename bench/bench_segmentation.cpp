@@ -33,21 +33,7 @@ namespace {
 namespace odb = ORVANE_DATABASE;
 using Mesh = orvane::OwnedMesh;   // a generated mesh and the objects it points to
 using orvane_bench::releaseContours;
-
-// Face meshes share the source's points: their vertices are detached before release.
-void releaseFaces(std::set<odb::Triangulation *> &faces) {
-    for (odb::Triangulation *f : faces) {
-        std::vector<odb::Vertex *> vertices = f->vertexList();
-        std::vector<odb::Triangle *> triangles = f->triangleList();
-        delete f;
-        for (auto *t : triangles) delete t;
-        for (auto *v : vertices) {
-            *v = ORVANE_DATABASE::Vertex(nullptr);  // the point stays with the source
-            delete v;
-        }
-    }
-    faces.clear();
-}
+using orvane_bench::releaseFaces;
 
 constexpr int kCells = 48, kLayers = 12;
 

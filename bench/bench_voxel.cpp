@@ -86,13 +86,6 @@ odb::Triangulation *meshOver(orvane::OwnedMesh &owner) {
     return mesh;
 }
 
-void releaseSurface(odb::Triangulation *mesh) {
-    if (mesh == nullptr) return;
-    for (odb::Vertex *v : mesh->vertexList()) delete v;
-    for (odb::Triangle *t : mesh->triangleList()) delete t;
-    delete mesh;
-}
-
 void voxelizeMesh(benchmark::State &state, char const *file, bool quads) {
     std::string why;
     auto owner = orvane_bench::loadBenchMesh(file, &why);
@@ -133,7 +126,7 @@ void voxelizeMesh(benchmark::State &state, char const *file, bool quads) {
             vertices = double(result->vertexList().size());
             elements = double(result->triangleList().size());
         }
-        releaseSurface(result);
+        orvane_bench::releaseSurface(result);
         state.ResumeTiming();
     }
     double const runs = double(state.iterations());

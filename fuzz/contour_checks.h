@@ -2,6 +2,7 @@
 // Checks and release of delivered contours (slicer and segmentation), shared by their fuzz
 // targets.
 #include "fuzz_input.h"
+#include "support/release.h"
 
 #include "PLC.h"
 #include "Point3D.h"
@@ -37,17 +38,6 @@ inline bool isClosed(PLC *c) {
     Point3D const &b = *points.back();
     return std::fabs(a.x() - b.x()) < 1e-8 && std::fabs(a.y() - b.y()) < 1e-8 &&
            std::fabs(a.z() - b.z()) < 1e-8;
-}
-
-// Releases delivered contours as their owner must: the points, the point list, the PLC.
-inline void releaseContours(std::vector<PLC *> &contours) {
-    for (PLC *c : contours) {
-        std::vector<Point3D *> *points = c->pointList();
-        for (Point3D *p : *points) delete p;
-        delete points;
-        delete c;
-    }
-    contours.clear();
 }
 
 }  // namespace orvane_fuzz

@@ -84,6 +84,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         // The points are copies: none of them is a point of the mesh.
         for (odb::Vertex *v : mesh.vertexList()) FUZZ_CHECK(seen.count(v->point()) == 0);
     }
-    orvane_fuzz::releaseContours(contours);
+    orvane_test::releaseContours(contours);
     return 0;
 }

@@ -142,7 +142,7 @@ void fuzzProfile(ByteReader &in) {
         FUZZ_CHECK(profiler.generateProfile(again).isOk());
         orvane_fuzz::checkContours(again, seen);
         FUZZ_CHECK(orvane_test::contourDifference(out, again).empty());
-        orvane_fuzz::releaseContours(again);
+        orvane_test::releaseContours(again);
     }
     if (flags & 2) {
         // Assignment gives a slicer of its own that slices like its source; both are then
@@ -153,7 +153,7 @@ void fuzzProfile(ByteReader &in) {
         std::vector<odb::PLC *> mine;
         FUZZ_CHECK(copy.generateProfile(mine).isOk());
         FUZZ_CHECK(orvane_test::contourDifference(out, mine).empty());
-        orvane_fuzz::releaseContours(mine);
+        orvane_test::releaseContours(mine);
     }
     if (flags & 4) {
         // The plane sweep and chaining give exactly what the literal procedure gives: every
@@ -163,9 +163,9 @@ void fuzzProfile(ByteReader &in) {
         std::string difference = orvane_test::contourDifference(out, literal);
         if (!difference.empty()) std::fprintf(stderr, "reference: %s\n", difference.c_str());
         FUZZ_CHECK(difference.empty());
-        orvane_fuzz::releaseContours(literal);
+        orvane_test::releaseContours(literal);
     }
-    orvane_fuzz::releaseContours(out);
+    orvane_test::releaseContours(out);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Fuzz target: the voxelizer (both Voxelization::voxelize forms) on a decoded mesh with cell
 // counts that are small, zero, beyond 32 bits, or whose product overflows.
 #include "fuzz_input.h"
+#include "support/release.h"
 
 #include "Entity.h"
 #include "Feedback.h"
@@ -48,15 +49,6 @@ bool gridFor(std::size_t nx, std::size_t ny, std::size_t nz, std::size_t &cells)
     if (nx > max / ny || nx * ny > max / nz) return false;
     cells = nx * ny * nz;
     return true;
-}
-
-void releaseMesh(odb::Triangulation *mesh) {
-    if (!mesh) return;
-    std::vector<odb::Vertex *> vertices = mesh->vertexList();
-    std::vector<odb::Triangle *> triangles = mesh->triangleList();
-    delete mesh;
-    for (odb::Triangle *t : triangles) delete t;
-    for (odb::Vertex *v : vertices) delete v;
 }
 
 }  // namespace
@@ -121,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         FUZZ_CHECK(marked == cells - inner(nx) * inner(ny) * inner(nz));
     }
 
-    releaseMesh(surface);
+    orvane_test::releaseSurface(surface);
     for (odb::Vertex *v : vertices) delete v;
     return 0;
 }

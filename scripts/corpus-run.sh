@@ -49,7 +49,7 @@ if [[ -z "$tool" ]]; then
   scripts/deps.sh
   if [[ ! -f "$build/CMakeCache.txt" ]]; then
     cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g" \
-      -DCMAKE_CXX_FLAGS="-fsanitize=float-cast-overflow" -DORVANE_SANITIZE=ON \
+      -DORVANE_SANITIZE=ON \
       -DORVANE_BUILD_TOOLS=ON -DORVANE_BUILD_TESTS=OFF -DORVANE_BUILD_BENCHMARKS=OFF >/dev/null
   fi
   cmake --build "$build" -j "$(nproc 2>/dev/null || echo 2)" --target orvane

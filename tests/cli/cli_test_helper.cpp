@@ -1,21 +1,14 @@
-// Helper of the orvane end-to-end tests:
-//   cli_test_helper models DIR       writes the test models in every input format, and broken
-//                                    files, into DIR
-//   cli_test_helper slice FILE N     slices FILE with the kernel directly along +z into N
-//                                    layers and prints the number of contours
-#include "model_io.h"
-
-#include "Direction3D.h"
-#include "PLC.h"
-#include "Profiler.h"
-
+// Helper of the orvane end-to-end tests: `cli_test_helper models DIR` writes the test models
+// in every input format, and broken files, into DIR.
 #include <assimp/Exporter.hpp>
 #include <assimp/material.h>
 #include <assimp/scene.h>
 
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <iostream>
-#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -110,35 +103,16 @@ int models(std::string const &dir) {
     return 0;
 }
 
-int slice(std::string const &file, int layers) {
-    std::unique_ptr<orvane::OwnedMesh> mesh = orvane::loadModel(file);
-    ORVANE_DATABASE::Direction3D up(0, 0, 1);
-    std::vector<ORVANE_DATABASE::PLC *> contours;
-    {
-        ORVANE_DATABASE::Profiler profiler(&mesh->mesh(), &up, layers);
-        profiler.generateProfile(contours);
-    }
-    std::cout << contours.size() << "\n";
-    for (ORVANE_DATABASE::PLC *c : contours) {
-        std::vector<ORVANE_DATABASE::Point3D *> *points = c->pointList();
-        delete c;
-        for (auto *p : *points) delete p;
-        delete points;
-    }
-    return 0;
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
     try {
         std::string what = argc > 1 ? argv[1] : "";
         if (what == "models" && argc == 3) return models(argv[2]);
-        if (what == "slice" && argc == 4) return slice(argv[2], std::stoi(argv[3]));
     } catch (std::exception const &e) {
         std::cerr << "cli_test_helper: " << e.what() << "\n";
         return 1;
     }
-    std::cerr << "usage: cli_test_helper models DIR | slice FILE LAYERS\n";
+    std::cerr << "usage: cli_test_helper models DIR\n";
     return 2;
 }

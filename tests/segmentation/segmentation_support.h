@@ -1,11 +1,12 @@
 #pragma once
-// Reaches the private one-step operations of Segmentation, and releases what it delivers.
+// Reaches the private one-step operations of Segmentation.
 #include "Edge.h"
 #include "PLC.h"
 #include "Segmentation.h"
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
+#include "support/release.h"
 
 #include <list>
 #include <set>
@@ -31,33 +32,3 @@ private:
 };
 
 }  // namespace ORVANE_DATABASE
-
-namespace orvane_test {
-
-// Face-mesh vertices name the source mesh's points, which ~Vertex would delete: they are
-// detached from them first.
-inline void releaseFaces(std::set<ORVANE_DATABASE::Triangulation *> &faces) {
-    for (auto *face : faces) {
-        std::vector<ORVANE_DATABASE::Vertex *> vertices = face->vertexList();
-        std::vector<ORVANE_DATABASE::Triangle *> triangles = face->triangleList();
-        delete face;
-        for (auto *t : triangles) delete t;
-        for (auto *v : vertices) {
-            *v = ORVANE_DATABASE::Vertex(nullptr);  // the point stays with the source
-            delete v;
-        }
-    }
-    faces.clear();
-}
-
-inline void releaseContours(std::vector<ORVANE_DATABASE::PLC *> &contours) {
-    for (auto *c : contours) {
-        std::vector<ORVANE_DATABASE::Point3D *> *points = c->pointList();
-        delete c;
-        for (auto *p : *points) delete p;
-        delete points;
-    }
-    contours.clear();
-}
-
-}  // namespace orvane_test

@@ -13,6 +13,7 @@
 #include "entities/SegmentChainer.h"
 #include "slicing/SegmentRecords.h"
 #include "slicing/VoxelGrid.h"
+#include "support/release.h"
 
 #include <cmath>
 #include <cstdint>
@@ -115,11 +116,6 @@ public:
 }  // namespace ORVANE_DATABASE
 
 namespace orvane_test {
-
-inline void releaseContours(std::vector<ORVANE_DATABASE::PLC *> &contours) {
-    for (ORVANE_DATABASE::PLC *c : contours) ORVANE_DATABASE::releaseContour(c);
-    contours.clear();
-}
 
 // A closed contour: more than two points, the last a distinct copy of the first (1e-8).
 inline bool closed(ORVANE_DATABASE::PLC *c) {

@@ -4,6 +4,7 @@
 #include "Triangulation.h"
 #include "Vertex.h"
 #include "Voxelization.h"
+#include "support/release.h"
 #include "support/test_mesh.h"
 #include "voxel/CornerVertices.h"
 
@@ -33,12 +34,7 @@ struct Recorder : Feedback {
     void progressValue(int) override {}
 };
 
-// Releases a delivered voxel mesh as a host does.
-void release(Triangulation *mesh) {
-    for (Vertex *v : mesh->vertexList()) delete v;
-    for (Triangle *t : mesh->triangleList()) delete t;
-    delete mesh;
-}
+using orvane_test::releaseSurface;
 void release(std::vector<Vertex *> &vertices) {
     for (Vertex *v : vertices) delete v;
 }
@@ -74,7 +70,7 @@ TEST(VoxelSurface, SingleCellMeshAndQuads) {
         EXPECT_TRUE(normal(*mesh, t) == normal(*mesh, t ^ 1)) << t;
     }
     EXPECT_EQ(log.messages, kMeshMessages);
-    release(mesh);
+    releaseSurface(mesh);
 
     std::vector<Vertex *> vertices;
     std::vector<std::size_t> indices;
@@ -97,7 +93,7 @@ TEST(VoxelSurface, NeighbouringCellsShareCorners) {
         EXPECT_EQ(mesh->getName(), "Voxel_3_3_3");
         EXPECT_EQ(mesh->vertexList().size(), 64u);
         EXPECT_EQ(mesh->triangleList().size(), 312u);
-        release(mesh);
+        releaseSurface(mesh);
     }
     std::vector<Vertex *> vertices;   // appended after five existing entries
     for (int i = 0; i < 5; ++i) vertices.push_back(new Vertex(new Point3D(-1, -1, -1)));
@@ -121,7 +117,7 @@ TEST(VoxelSurface, NeighbouringCellsShareCorners) {
     EXPECT_TRUE(at(*mesh, 8, 0)[2] == 1.0 && at(*mesh, 22, 0)[2] == 1.0);
     EXPECT_LT(normal(*mesh, 8)[2], 0.0);
     EXPECT_GT(normal(*mesh, 22)[2], 0.0);
-    release(mesh);
+    releaseSurface(mesh);
 }
 
 TEST(VoxelSurface, MessagesWhenNothingIsDelivered) {
