@@ -1,9 +1,8 @@
 #pragma once
 // Shared set-up of the benchmarks: where the public mesh set lives and how a mesh of it is
 // read. scripts/fetch-meshes.sh fills the folder; a benchmark whose mesh is absent skips
-// itself with the reason instead of failing.
-#include "PLC.h"
-#include "Point3D.h"
+// itself with the reason instead of failing. Delivered results are released with the
+// helpers of tests/support/release.h.
 #include "model_io.h"
 #include "support/release.h"
 
@@ -11,7 +10,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace orvane_bench {
 
@@ -40,9 +38,5 @@ inline std::unique_ptr<orvane::OwnedMesh> loadBenchMesh(std::string const &name,
         return nullptr;
     }
 }
-
-using orvane_test::releaseContours;
-using orvane_test::releaseFaces;
-using orvane_test::releaseSurface;
 
 }  // namespace orvane_bench

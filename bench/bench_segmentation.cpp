@@ -32,8 +32,8 @@ namespace {
 
 namespace odb = ORVANE_DATABASE;
 using Mesh = orvane::OwnedMesh;   // a generated mesh and the objects it points to
-using orvane_bench::releaseContours;
-using orvane_bench::releaseFaces;
+using orvane_test::releaseContours;
+using orvane_test::releaseFaces;
 
 constexpr int kCells = 48, kLayers = 12;
 

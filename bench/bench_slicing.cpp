@@ -70,7 +70,7 @@ namespace {
 
 namespace odb = ORVANE_DATABASE;
 using Mesh = orvane::OwnedMesh;
-using orvane_bench::releaseContours;
+using orvane_test::releaseContours;
 
 // 4-way midpoint subdivision of `source` into `m` (orientation kept, midpoints shared).
 void subdivide(odb::Triangulation &source, Mesh &m) {

@@ -126,7 +126,7 @@ void voxelizeMesh(benchmark::State &state, char const *file, bool quads) {
             vertices = double(result->vertexList().size());
             elements = double(result->triangleList().size());
         }
-        orvane_bench::releaseSurface(result);
+        orvane_test::releaseSurface(result);
         state.ResumeTiming();
     }
     double const runs = double(state.iterations());

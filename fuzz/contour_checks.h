@@ -1,8 +1,6 @@
 #pragma once
-// Checks and release of delivered contours (slicer and segmentation), shared by their fuzz
-// targets.
+// Checks of delivered contours (slicer and segmentation), shared by their fuzz targets.
 #include "fuzz_input.h"
-#include "support/release.h"
 
 #include "PLC.h"
 #include "Point3D.h"

@@ -2,6 +2,7 @@
 // decoded mesh with an angle threshold that may be negative, huge, infinite or NaN.
 #include "contour_checks.h"
 #include "fuzz_input.h"
+#include "support/release.h"
 #include "segmentation/segmentation_support.h"
 
 #include "Edge.h"

@@ -6,6 +6,7 @@
 // zero) and a slice count (small, zero, negative or extreme) go to a Profiler.
 #include "contour_checks.h"
 #include "fuzz_input.h"
+#include "support/release.h"
 
 #include "Direction3D.h"
 #include "Entity.h"
