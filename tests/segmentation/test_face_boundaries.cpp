@@ -1,12 +1,9 @@
-// Border contours: the public boundaries, the closed-only face variant, and the chaining of
-// border edges against repeated one-step stitching.
+// Border contours: the public boundaries, the closed-only face variant, and one-step
+// stitching of border edges.
 #include "segmentation_support.h"
 #include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
 
 using namespace ORVANE_DATABASE;
 using orvane_test::TestMesh;
@@ -67,11 +64,29 @@ TEST(SegmentationBoundaries, WideningAt5e7AndClosedOnlyFaceBoundaries) {
     std::vector<PLC *> contours;
     ASSERT_TRUE(s.boundaries(contours).isOk());
     ASSERT_EQ(contours.size(), 1u);
-    expectPoints(contours[0], {Point3D(5e-7, 0, 0), Point3D(0, 1, 0), Point3D(1, 1, 0), Point3D(0, 0, 0),
-                               Point3D(1, 1, 0), Point3D(1, 0, 0), Point3D(0, 0, 0)});
+    std::vector<Point3D> const ring = {Point3D(5e-7, 0, 0), Point3D(0, 1, 0), Point3D(1, 1, 0), Point3D(0, 0, 0),
+                                       Point3D(1, 1, 0), Point3D(1, 0, 0), Point3D(0, 0, 0)};
+    expectPoints(contours[0], ring);
     orvane_test::releaseContours(contours);
 
+    // Its six border edges stitched one step at a time from the first give the same chain;
+    // then nothing is left to attach.
     SegmentationTestAccess access(s);
+    std::list<Edge *> edges;
+    for (Triangle *t : slit.mesh().triangleList())
+        for (int k = 0; k < 3; ++k) edges.push_back(t->edge(k));
+    auto const first = slit.mesh().edgeList().at(edges.front());
+    std::list<Point3D *> chain{new Point3D(*slit.mesh().vertexList()[first.first]->point()),
+                               new Point3D(*slit.mesh().vertexList()[first.second]->point())};
+    edges.pop_front();
+    for (int step = 0; step < 5; ++step) EXPECT_TRUE(access.stichSegments(slit.get(), edges, chain).isOk());
+    EXPECT_EQ(access.stichSegments(slit.get(), edges, chain).mesg(), "Error in segment stitching.");
+    EXPECT_EQ(chain.size(), ring.size());
+    std::size_t k = 0;
+    for (Point3D *p : chain) {
+        EXPECT_TRUE(k < ring.size() && p->x() == ring[k].x() && p->y() == ring[k].y()) << k;
+        ++k, delete p;
+    }
     contours.push_back(new PLC());
     ASSERT_TRUE(access.findFaceBoundary(slit.get(), contours).isOk());
     EXPECT_EQ(contours.size(), 1u);   // the open chain is released, not delivered
@@ -86,61 +101,4 @@ TEST(SegmentationBoundaries, WideningAt5e7AndClosedOnlyFaceBoundaries) {
     EXPECT_EQ(contours.size(), 7u);
     orvane_test::releaseFaces(faces);
     orvane_test::releaseContours(contours);
-}
-
-TEST(SegmentationBoundaries, OrderSegmentsMatchesRepeatedStitching) {
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<double> jitter(-0.6, 0.6);
-    for (int round = 0; round < 20; ++round) {
-        // A sheet with holes whose corners are jittered by 6e-3 to 6e-9: border edges meet at
-        // every tolerance, leave gaps, and loops share points.
-        TestMesh sheet;
-        int n = 4 + round % 5;
-        for (int i = 0; i <= n; ++i)
-            for (int j = 0; j <= n; ++j) {
-                double scale = (i + j) % 3 == 0 ? std::pow(10.0, -2.0 - double(rng() % 7)) : 0.0;
-                sheet.addVertex(i + scale * jitter(rng), j + scale * jitter(rng), 0);
-            }
-        for (int i = 0; i < n; ++i)
-            for (int j = 0; j < n; ++j) {
-                if (rng() % 4 == 0) continue;
-                std::size_t a = i * (n + 1) + j, b = a + n + 1;
-                sheet.addTriangle(a, b, b + 1), sheet.addTriangle(a, b + 1, a + 1);
-            }
-        Segmentation s(sheet.get(), 30);
-        SegmentationTestAccess access(s);
-        std::list<Edge *> edges;
-        for (Triangle *t : sheet.mesh().triangleList())
-            for (int k = 0; k < 3; ++k)
-                if (t->edge(k)->triangles->size() < 2) edges.push_back(t->edge(k));
-        std::vector<PLC *> fast;
-        for (bool closedOnly : {false, true}) {
-            std::list<Edge *> consumed = edges;
-            ASSERT_TRUE(access.orderSegments(sheet.get(), consumed, &fast, closedOnly).isOk());
-            EXPECT_TRUE(consumed.empty());
-        }
-        // The described procedure: start at the first remaining edge, stitch until it fails.
-        auto keys = sheet.mesh().edgeList();
-        auto point = [&](std::size_t v) { return new Point3D(*sheet.mesh().vertexList()[v]->point()); };
-        std::vector<std::list<Point3D *>> chains;
-        while (!edges.empty()) {
-            chains.push_back({point(keys.at(edges.front()).first), point(keys.at(edges.front()).second)});
-            edges.pop_front();
-            while (!edges.empty() && access.stichSegments(sheet.get(), edges, chains.back()).isOk()) {}
-        }
-        std::size_t k = 0;
-        for (bool closedOnly : {false, true})
-            for (auto const &chain : chains) {
-                Point3D const &a = *chain.front(), &b = *chain.back();
-                if (closedOnly && !(std::fabs(a.x() - b.x()) < 1e-8 && std::fabs(a.y() - b.y()) < 1e-8)) continue;
-                ASSERT_LT(k, fast.size());
-                std::vector<Point3D> expected;
-                for (Point3D *p : chain) expected.push_back(*p);
-                expectPoints(fast[k++], expected);
-            }
-        EXPECT_EQ(k, fast.size());
-        for (auto &chain : chains)
-            for (Point3D *p : chain) delete p;
-        orvane_test::releaseContours(fast);
-    }
 }

@@ -1,6 +1,6 @@
-// Segment stitching: the one-step rules, orderSegments' contours, orderSegments against
-// repeated stichSegments steps on random soups, and the repeat removal against a pairwise
-// check.
+// Segment stitching: the one-step rules, orderSegments' contours, and the repeat removal
+// against a pairwise check. (orderSegments against repeated steps: test_profile's reference
+// slicer and test_segment_chainer.)
 #include "slicing/DuplicateSegments.h"
 #include "slicing/profiler_access.h"
 #include "support/test_mesh.h"
@@ -102,29 +102,6 @@ TEST_F(Stitching, TolerancesAndSteps) {
     EXPECT_FALSE(ProfilerTestAccess::stitch(slicer, none, chain).isOk());
     EXPECT_TRUE(chain.size() == 4 && list.size() == 2);
     for (Point3D *p : chain) delete p;
-}
-
-TEST_F(Stitching, FastOrderMatchesRepeatedSteps) {
-    std::mt19937 rng(7);
-    std::uniform_int_distribution<int> lattice(0, 5), scale(0, 9);
-    double const jitters[] = {0, 0, 0, 3e-9, 3e-8, 3e-7, 3e-6, 3e-5, 3e-4, 3e-3};
-    std::uniform_real_distribution<double> unit(-1, 1);
-    auto point = [&] {
-        double j = jitters[scale(rng)];
-        return Point3D(lattice(rng) + j * unit(rng), lattice(rng) + j * unit(rng), j * unit(rng));
-    };
-    for (int round = 0; round < 60; ++round) {
-        std::vector<Seg> soup;
-        for (int i = 0; i < 1 + round % 40; ++i) soup.push_back({point(), point()});
-        for (bool closedOnly : {false, true}) {
-            std::list<Edge *> fastList = segments(soup), slowList = segments(soup);
-            std::vector<PLC *> fast, slow;
-            ProfilerTestAccess::order(slicer, fastList, &fast, closedOnly);
-            ProfilerTestAccess::literalOrder(slicer, slowList, slow, closedOnly);
-            EXPECT_EQ(contourDifference(fast, slow, false), "") << "round " << round;
-            releaseContours(fast), releaseContours(slow);
-        }
-    }
 }
 
 TEST(DuplicateSegmentsTest, MatchesPairwiseCheck) {

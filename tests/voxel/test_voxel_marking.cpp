@@ -107,48 +107,25 @@ Cells referenceMarking(Triangulation &mesh, std::size_t const n[3]) {
 
 } // namespace
 
-TEST(VoxelMarking, DocumentedConfigurations) {
-    TestMesh one;   // a single triangle fits in the one cell
-    one.addVertex(1, 0, 0), one.addVertex(0, 1, 0), one.addVertex(0, 0, 1);
-    one.addTriangle(0, 1, 2);
-    EXPECT_EQ(mark(one, 1, 1, 1), (Cells{{0, 0, 0}}));
-    EXPECT_EQ(mark(*TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1)), 2, 2, 2).size(), 8u);
-
-    // The tilted triangle crosses exactly four cells (no corner lies in its plane).
-    TestMesh tilted;
-    tilted.addVertex(1.5, 0, 0), tilted.addVertex(0, 1.5, 0), tilted.addVertex(0, 0, 1.5);
-    tilted.addVertex(0, 0, 0), tilted.addVertex(2, 2, 2);   // only widen the box
-    tilted.addTriangle(0, 1, 2);
-    Cells const four{{0, 0, 0}, {0, 0, 1}, {0, 1, 0}, {1, 0, 0}};
-    EXPECT_EQ(mark(tilted, 2, 2, 2), four);
-
-    // dz = 0: every corner lies in the plane; a cell is marked where a corner is inside.
-    TestMesh flat;
-    flat.addVertex(0, 0, 0), flat.addVertex(1, 0, 0), flat.addVertex(0, 1, 0), flat.addVertex(1, 1, 0);
-    flat.addTriangle(0, 1, 2);
-    Cells const cells = mark(flat, 4, 4, 1);
-    EXPECT_EQ(cells.size(), 13u);
-    for (auto const &c : cells) EXPECT_LE(c[0] + c[1], 4u);
-
-    // Lowest x exactly 1.0 with dx = 0.5 gives i0 = 2: cell 1, whose upper face the triangle
-    // lies in, is never tested.
-    TestMesh wall;
-    wall.addVertex(1, 0, 0), wall.addVertex(1, 1, 0), wall.addVertex(1, 0, 1);
-    wall.addVertex(0, 0, 0), wall.addVertex(2, 1, 1);
-    wall.addTriangle(0, 1, 2);
-    EXPECT_EQ(mark(wall, 4, 1, 1), (Cells{{2, 0, 0}}));
-}
-
-TEST(VoxelMarking, CubeShellLeavesTheCentreAndRemarksNothing) {
+// Cell sets worked out by hand for the boundary rules, which the reference shares.
+TEST(VoxelMarking, HandWorkedCellSets) {
+    // The cube's shell marks every cell but the centre, and marking again adds nothing.
     auto cube = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));   // owns what the mesh lists
     Voxelization v(cube->release(), 3, 3, 3, nullptr);
-    EXPECT_DOUBLE_EQ(Access::deltax(v), 1.0 / 3);
     ASSERT_TRUE(Access::markVoxels(v));
     Cells const once = Access::markedCells(v);
     EXPECT_EQ(once.size(), 26u);
     EXPECT_EQ(std::count(once.begin(), once.end(), std::array<std::size_t, 3>{1, 1, 1}), 0);
     ASSERT_TRUE(Access::markVoxels(v));
     EXPECT_EQ(Access::markedCells(v), once);
+
+    // Lowest x exactly 1.0 with dx = 0.5 gives i0 = 2: cell 1, whose upper face the triangle
+    // lies in, is never tested.
+    TestMesh wall;
+    wall.addVertex(1, 0, 0), wall.addVertex(1, 1, 0), wall.addVertex(1, 0, 1);
+    wall.addVertex(0, 0, 0), wall.addVertex(2, 1, 1);   // only widen the box
+    wall.addTriangle(0, 1, 2);
+    EXPECT_EQ(mark(wall, 4, 1, 1), (Cells{{2, 0, 0}}));
 }
 
 TEST(VoxelMarking, MatchesTheStepByStepReferenceOnRandomMeshes) {
@@ -177,8 +154,7 @@ TEST(VoxelMarking, OddInputStaysInBounds) {
         auto cube = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
         Voxelization v(cube->release(), n[0], n[1], n[2], nullptr);
         EXPECT_EQ(Access::cellCount(v), 0u);
-        EXPECT_TRUE(Access::markVoxels(v));
-        EXPECT_TRUE(Access::markedCells(v).empty());
+        EXPECT_TRUE(Access::markVoxels(v) && Access::markedCells(v).empty());
     }
 
     // NaN and overflowing coordinates: indices clamp; the NaN triangle marks nothing.
