@@ -14,6 +14,14 @@
 # Findings go to <build>/findings/<target>/, the run's output to <build>/logs/<target>.log.
 # Reproduce a finding with: <build>/fuzz/<target> <finding file>
 # (ORVANE_FUZZ_DUMP=1 makes the target print the mesh it decoded).
+#
+# fuzz_model_import runs Assimp in a child process per input (the tool's import sandbox),
+# and that child may die: Assimp is not robust against corrupt files, and under the
+# sanitizers a huge allocation it asks for cannot become std::bad_alloc. The sanitizers
+# write each process's report to <build>/logs/fuzz_model_import.reports/; a report of
+# AddressSanitizer whose first frame outside the sanitizer runtime lies in libassimp is
+# the importer's (the reader turned it into a message, which the target checked) and is
+# counted, not reported as a finding. Any other report is a finding.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root="$PWD"
@@ -40,6 +48,19 @@ export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export LSAN_OPTIONS="suppressions=$root/fuzz/lsan.supp:print_suppressions=0"
 
+# "importer" when the sanitizer report $1 is AddressSanitizer's and its first frame outside
+# the sanitizer runtime (allocation, interceptors) lies in libassimp, else "ours".
+report_origin() {
+  awk '
+    /ERROR: AddressSanitizer/ { asan = 1 }
+    /^ *#[0-9]+ / && !decided {
+      if ($0 ~ / in (operator new|operator delete|malloc|calloc|realloc|free|__interceptor_|__asan_|mem(cpy|move|set|cmp) |str[a-z]*\()/) next
+      decided = 1
+      where = ($0 ~ /libassimp/) ? "importer" : "ours"
+    }
+    END { print (asan && where == "importer") ? "importer" : "ours" }' "$1"
+}
+
 # Runs one target; its summary line goes to <build>/logs/<target>.summary.
 fuzz_one() {
   local t="$1"
@@ -49,11 +70,30 @@ fuzz_one() {
   touch "$log.start"
   # The reader forks a child per input, whose cost grows with this process's memory: keep
   # AddressSanitizer's quarantine of freed memory small there.
-  local asan="$ASAN_OPTIONS"
-  [[ $t == fuzz_model_import ]] && asan="$asan:quarantine_size_mb=16"
-  ASAN_OPTIONS="$asan" "$build/fuzz/$t" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=2048 -max_len=4096 \
-    -print_final_stats=1 -artifact_prefix="$findings/" "$corpus" "fuzz/corpus/$t" \
-    >"$log" 2>&1 || status=$?
+  local asan="$ASAN_OPTIONS" ubsan="$UBSAN_OPTIONS" reports="$build/logs/$t.reports"
+  local extra=()
+  if [[ $t == fuzz_model_import ]]; then
+    rm -rf "$reports"
+    mkdir -p "$reports"
+    asan="$asan:quarantine_size_mb=16:log_path=$reports/report"
+    ubsan="$ubsan:log_path=$reports/report"
+    # The importer child's allocations are left to the sanitizer (whose report is sorted
+    # below) instead of libFuzzer's malloc limit (which would record the input as a finding).
+    extra=(-malloc_limit_mb=1048576)
+  fi
+  ASAN_OPTIONS="$asan" UBSAN_OPTIONS="$ubsan" "$build/fuzz/$t" -max_total_time="$seconds" -timeout=25 \
+    -rss_limit_mb=2048 -max_len=4096 "${extra[@]}" -print_final_stats=1 \
+    -artifact_prefix="$findings/" "$corpus" "fuzz/corpus/$t" >"$log" 2>&1 || status=$?
+  local importer=0 report
+  for report in "$reports"/report.*; do
+    [[ -f $report ]] || continue
+    if [[ $(report_origin "$report") == importer ]]; then
+      importer=$((importer + 1))
+    else
+      { echo "--- $report"; cat "$report"; } >>"$log"
+      [[ $status -eq 0 ]] && status=98
+    fi
+  done
   # A finding file the run leaves behind is a finding even when the run itself ends well
   # (a child process of the target, such as the model reader's importer, can write one).
   [[ $status -eq 0 && -n "$(find "$findings" -type f -newer "$log.start" \( -name 'crash-*' -o \
@@ -62,6 +102,7 @@ fuzz_one() {
   runs="$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)"
   rate="$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -1)"
   local verdict="ok"
+  [[ $importer -gt 0 ]] && verdict="ok (importer deaths in the child: $importer, see $reports/)"
   [[ $status -ne 0 ]] && verdict="FINDING (exit $status, see $log and $findings/)"
   printf '%-22s %6ss %10s runs %8s exec/s  %s\n' "$t" "$seconds" "${runs:-?}" "${rate:-?}" \
     "$verdict" >"$build/logs/$t.summary"

@@ -17,6 +17,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #define ORVANE_IMPORT_IN_CHILD 1
+
+// Present (non-null) only when a sanitizer runtime is linked in.
+extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 #endif
 
 namespace orvane {
@@ -26,10 +29,16 @@ unsigned importTimeLimit(std::uintmax_t bytes) {
     return static_cast<unsigned>(2 + 10 * std::min<std::uintmax_t>(megabytes, 100000));
 }
 
+std::uint64_t importMemoryLimit(std::uintmax_t bytes) {
+    std::uint64_t const gib = std::uint64_t(1) << 30;
+    std::uint64_t const scaled = std::min<std::uintmax_t>(bytes, std::uint64_t(1) << 40) * 16;
+    return 4 * gib + scaled;
+}
+
 #ifndef ORVANE_IMPORT_IN_CHILD
 
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &,
-                                          unsigned) {
+                                          unsigned, std::uint64_t) {
     return import();
 }
 
@@ -124,12 +133,40 @@ std::string readAll(int fd) {
     return data;
 }
 
+// The address space this process uses now, in bytes; 0 where the system does not say.
+std::uint64_t addressSpaceInUse() {
+    std::FILE *statm = std::fopen("/proc/self/statm", "r");
+    if (!statm) return 0;
+    unsigned long long pages = 0;
+    int const read = std::fscanf(statm, "%llu", &pages);
+    std::fclose(statm);
+    long const pageSize = ::sysconf(_SC_PAGESIZE);
+    return read == 1 && pageSize > 0 ? pages * static_cast<std::uint64_t>(pageSize) : 0;
+}
+
+// Caps the address space at what is in use plus `memoryBytes`, so that an importer asking
+// for more gets std::bad_alloc (or dies) instead of filling the machine. Never raises a
+// limit that is already lower.
+void limitMemory(std::uint64_t memoryBytes) {
+    if (memoryBytes == 0 || __sanitizer_set_death_callback) return;
+    std::uint64_t const inUse = addressSpaceInUse();
+    if (inUse == 0) return;
+    rlimit current{};
+    if (::getrlimit(RLIMIT_AS, &current) != 0) return;
+    rlim_t const wanted = static_cast<rlim_t>(inUse + std::min(memoryBytes, ~inUse));
+    if (current.rlim_cur != RLIM_INFINITY && current.rlim_cur <= wanted) return;
+    rlimit const capped{wanted, current.rlim_max};
+    ::setrlimit(RLIMIT_AS, &capped);
+}
+
 // The child: runs the import and answers; never returns.
 [[noreturn]] void runChild(MeshImport const &import, std::string const &path, unsigned cpuSeconds,
-                           int answerFd) {
-    // A fault of the importer must end the child by its signal, for the parent to report:
-    // handlers inherited from the host process (crash reporters, sanitizers) do not run here.
+                           std::uint64_t memoryBytes, int answerFd) {
+    // A fault of the importer must end the child by its signal or by the sanitizer's report,
+    // for the parent to report: handlers inherited from the host process (crash reporters, a
+    // fuzzer's crash recorder) do not run here.
     for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
+    if (__sanitizer_set_death_callback) __sanitizer_set_death_callback(nullptr);
     int quiet = ::open("/dev/null", O_WRONLY);
     if (quiet >= 0) {
         ::dup2(quiet, STDERR_FILENO);
@@ -137,6 +174,7 @@ std::string readAll(int fd) {
     }
     rlimit cpu{cpuSeconds, cpuSeconds + 5};   // SIGXCPU at the soft limit, SIGKILL at the hard
     ::setrlimit(RLIMIT_CPU, &cpu);
+    limitMemory(memoryBytes);
     std::string answer;
     try {
         std::unique_ptr<OwnedMesh> mesh = import();
@@ -157,7 +195,7 @@ std::string readAll(int fd) {
 }  // namespace
 
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
-                                          unsigned cpuSeconds) {
+                                          unsigned cpuSeconds, std::uint64_t memoryBytes) {
     int fds[2];
     if (::pipe(fds) != 0) return import();
     std::fflush(nullptr);   // nothing buffered may be written twice
@@ -169,7 +207,7 @@ std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string 
     }
     if (child == 0) {
         ::close(fds[0]);
-        runChild(import, path, cpuSeconds, fds[1]);
+        runChild(import, path, cpuSeconds, memoryBytes, fds[1]);
     }
     ::close(fds[1]);
     std::string const answer = readAll(fds[0]);

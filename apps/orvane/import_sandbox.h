@@ -6,7 +6,7 @@
 // reader found PLY files that make it read past its buffer (SIGSEGV), fail an internal
 // assertion (abort) or loop forever. Such faults live in the importer, where the tool cannot
 // fix them, so the tool runs the import where they cannot hurt: in a forked child whose
-// processor time is limited. The child sends the finished mesh (welded vertices and
+// processor time and address space are limited. The child sends the finished mesh (welded vertices and
 // triangle corner indices) or the InputError's message back through a pipe; the parent
 // rebuilds the mesh with exactly those vertices and triangles, in the same order.
 #include "model_io.h"
@@ -24,15 +24,25 @@ using MeshImport = std::function<std::unique_ptr<OwnedMesh>()>;
 // Importing takes well under a second per MB, so only an importer stuck in a loop reaches it.
 unsigned importTimeLimit(std::uintmax_t bytes);
 
-// Runs `import` in a child process limited to `cpuSeconds` of processor time and returns the
-// mesh it built. An InputError thrown by `import` is rethrown here with the same message;
-// std::bad_alloc and other exceptions become InputError "'<path>' cannot be read: ...". A
+// Memory the import of a file of `bytes` bytes may take on top of what the process already
+// has: 4 GiB, plus 16 times the file size. Real files need a few times their size; a corrupt
+// header can make the importer ask for tens of gigabytes, which this turns into a refusal.
+std::uint64_t importMemoryLimit(std::uintmax_t bytes);
+
+// Runs `import` in a child process limited to `cpuSeconds` of processor time and
+// `memoryBytes` more address space than the process had, and returns the mesh it built.
+// The memory limit is not applied where a sanitizer runtime is present (sanitizers reserve
+// terabytes of address space for their shadow memory) or where the system cannot tell how
+// much address space the process uses; 0 means no memory limit. An InputError thrown by `import` is rethrown here with the same message;
+// std::bad_alloc becomes InputError "'<path>' cannot be read: not enough memory for it", other
+// exceptions InputError "'<path>' cannot be read: ...". A
 // child that dies by a signal (a crash of the importer, or the time limit) or exits without
 // answering gives InputError "'<path>' cannot be read: the importer crashed on it" or "...
 // did not finish within N s of processor time". The child's standard error is discarded,
-// so the importer's own complaints never reach the user. Where processes cannot be forked
+// so the importer's own complaints never reach the user, and a sanitizer's death callback
+// set by the host (a fuzzer's crash recorder) does not run in the child. Where processes cannot be forked
 // (or a pipe cannot be made), `import` runs in this process.
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
-                                          unsigned cpuSeconds);
+                                          unsigned cpuSeconds, std::uint64_t memoryBytes = 0);
 
 }  // namespace orvane

@@ -146,6 +146,9 @@ std::unique_ptr<OwnedMesh> importWithAssimp(std::string const &path, std::string
                 throw InputError("'" + path + "' contains no triangles");
         if (ext == "3mf" && why.find("Failed to open") != std::string::npos)
             throw InputError("'" + path + "' cannot be read: not a valid 3MF (zip) archive");
+        // Assimp catches std::bad_alloc and reports its what() as the error.
+        if (why.find("bad_alloc") != std::string::npos)
+            throw InputError("'" + path + "' cannot be read: not enough memory for it");
         if (why.rfind("Validation failed", 0) == 0)   // the importer's own consistency check
             throw InputError("'" + path + "' is corrupt or truncated (" + why + ")");
         throw InputError("'" + path + "' cannot be read: " + why);
@@ -176,7 +179,7 @@ std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
     // Assimp runs in a child process: corrupt files can make it crash or loop (see
     // import_sandbox.h), and the tool must answer them with a message.
     return importIsolated([&] { return importWithAssimp(path, ext); }, path,
-                          importTimeLimit(size));
+                          importTimeLimit(size), importMemoryLimit(size));
 }
 
 std::unique_ptr<OwnedMesh> meshFromScene(aiScene const &scene, std::string const &source) {

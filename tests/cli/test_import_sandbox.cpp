@@ -1,5 +1,6 @@
 // The reader's child-process import: a mesh comes back exactly, an InputError keeps its
-// message, and a crashing, looping or throwing importer becomes a one-line InputError.
+// message, a crashing, looping or throwing importer becomes a one-line InputError, and the
+// child's address space is capped.
 #include "import_sandbox.h"
 #include "model_io.h"
 
@@ -13,7 +14,11 @@
 #include <fstream>
 #include <new>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
+
+// Present (non-null) only when a sanitizer runtime is linked in.
+extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 
 using orvane::InputError;
 using orvane::OwnedMesh;
@@ -101,9 +106,49 @@ TEST(ImportSandbox, CrashingAndLoopingImportersBecomeMessages) {
     EXPECT_EQ(orvane::importTimeLimit(5 * 1024 * 1024 + 1), 52u);
 }
 
-// PLY files that make Assimp 5.2 fail an internal assertion and abort (found by fuzzing the
-// reader): the tool reports them instead of dying.
-TEST(ImportSandbox, CorruptPlyFilesThatAbortTheImporter) {
+// The cap is what the child uses plus the budget, so that a runaway allocation becomes a
+// refusal. Under a sanitizer (terabytes of shadow memory) the limit is left as it was.
+TEST(ImportSandbox, CapsTheChildsAddressSpace) {
+    std::uint64_t const budget = orvane::importMemoryLimit(1000);
+    EXPECT_EQ(budget, (std::uint64_t(4) << 30) + 16000);
+    auto limitIn = [](std::uint64_t memory) {
+        return inputError([memory] {
+            orvane::importIsolated(
+                []() -> std::unique_ptr<OwnedMesh> {
+                    rlimit seen{};
+                    ::getrlimit(RLIMIT_AS, &seen);
+                    throw InputError(std::to_string(seen.rlim_cur));
+                },
+                "m.ply", 5, memory);
+        });
+    };
+    rlimit own{};
+    ::getrlimit(RLIMIT_AS, &own);
+    EXPECT_EQ(limitIn(0), std::to_string(own.rlim_cur));
+    if (__sanitizer_set_death_callback) {
+        EXPECT_EQ(limitIn(budget), std::to_string(own.rlim_cur));
+        return;
+    }
+    std::uint64_t const capped = std::stoull(limitIn(budget));
+    EXPECT_GT(capped, budget);
+    EXPECT_LT(capped, budget + (std::uint64_t(64) << 30));
+    EXPECT_EQ(inputError([budget] {
+                  orvane::importIsolated(
+                      []() -> std::unique_ptr<OwnedMesh> {
+                          static char *volatile kept;   // the allocation may not be elided
+                          kept = new char[std::size_t(64) << 30];
+                          delete[] kept;
+                          throw InputError("allocated");
+                      },
+                      "m.ply", 5, budget);
+              }),
+              "'m.ply' cannot be read: not enough memory for it");
+}
+
+// PLY files found by fuzzing the reader: two make Assimp 5.2 fail an internal assertion and
+// abort, one (a list length of 22 digits) makes it ask for about 30 GB. The tool reports
+// them instead of dying or filling the machine.
+TEST(ImportSandbox, CorruptPlyFilesThatBreakTheImporter) {
     static char const assertionA[] =
         "ply\nformat ascii 1.0\nelement vertex 4\nproperty float $\nproperty float y\n"
         "property float z\nelement face 4\nproperty list uchar int vertex_indices\nend_header\n"
@@ -113,15 +158,22 @@ TEST(ImportSandbox, CorruptPlyFilesThatAbortTheImporter) {
         "property float z\nelement face 3\nproperty list uchar int vertex_indices\nend_header\n"
         "0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n. 0 1 3\n3 0 3 2\n3 1 2"
         "\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8\xc8 3\n";
+    static char const hugeList[] =
+        "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+        "property float z\nelement face 9\nproperty list uchar int vertex_indices\nend_header\n"
+        "0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n4444444444444444444444 0 1 3\n3 0 3 2\n3 1 2 3\n";
     std::filesystem::path const dir =
         std::filesystem::temp_directory_path() / ("orvane-sandbox-" + std::to_string(::getpid()));
     std::filesystem::create_directories(dir);
-    for (char const *content : {assertionA, assertionB}) {
+    for (char const *content : {assertionA, assertionB, hugeList}) {
         std::filesystem::path const file = dir / "corrupt.ply";
         std::ofstream(file, std::ios::binary) << content;
         std::string message = inputError([&] { orvane::loadModel(file.string()); });
         EXPECT_EQ(message.rfind("'" + file.string() + "' cannot be read: ", 0), 0u) << message;
         EXPECT_EQ(message.find('\n'), std::string::npos);
+        if (content == hugeList && !__sanitizer_set_death_callback) {
+            EXPECT_EQ(message, "'" + file.string() + "' cannot be read: not enough memory for it");
+        }
     }
     std::filesystem::remove_all(dir);
 }
