@@ -109,15 +109,24 @@ run_one() {
   dir="$(mktemp -d "$work/run.XXXXXX")"
   args="${args//OUT/$dir}"
   local status=0
+  # Sanitizer reports go to files of their own, one per process: the tool's model reader
+  # imports in a child process whose standard error is discarded, and a report of the
+  # child (which ends in a refusal) must count as much as one of the tool.
   # shellcheck disable=SC2086  # the argument list is split on purpose (no spaces in paths)
-  /usr/bin/time -f '%M %e' -o "$dir/time" timeout -k 10 "$limit" "$tool" -q $args \
+  ASAN_OPTIONS="$ASAN_OPTIONS:log_path=$dir/report" UBSAN_OPTIONS="$UBSAN_OPTIONS:log_path=$dir/report" \
+    /usr/bin/time -f '%M %e' -o "$dir/time" timeout -k 10 "$limit" "$tool" -q $args \
     >"$dir/stdout" 2>"$dir/stderr" || status=$?
+  local sanitizer=no
+  if compgen -G "$dir/report.*" >/dev/null; then
+    sanitizer=yes
+    cat "$dir"/report.* >>"$dir/stderr"
+  fi
   local kb secs verdict
   read -r kb secs < <(grep -E '^[0-9]+ [0-9.]+$' "$dir/time" | tail -1 || echo "0 0")
   if [[ $status -eq 124 || $status -eq 137 ]]; then
     verdict=HANG
-  elif grep -qE 'ERROR: (AddressSanitizer|LeakSanitizer)|runtime error:' "$dir/stderr" ||
-       [[ $status -ge 86 && $status -le 88 ]]; then
+  elif [[ $sanitizer == yes || ($status -ge 86 && $status -le 88) ]] ||
+       grep -qE 'ERROR: (AddressSanitizer|LeakSanitizer)|runtime error:' "$dir/stderr"; then
     verdict=SANITIZER
   elif [[ $status -eq 0 ]]; then
     verdict=ok
