@@ -6,9 +6,9 @@
 // reader found PLY files that make it read past its buffer (SIGSEGV), fail an internal
 // assertion (abort) or loop forever. Such faults live in the importer, where the tool cannot
 // fix them, so the tool runs the import where they cannot hurt: in a forked child whose
-// processor time and address space are limited. The child sends the finished mesh (welded vertices and
-// triangle corner indices) or the InputError's message back through a pipe; the parent
-// rebuilds the mesh with exactly those vertices and triangles, in the same order.
+// processor time and address space are limited. The child sends the finished mesh (welded
+// vertices and triangle corner indices) or the InputError's message back through a pipe; the
+// parent rebuilds the mesh with exactly those vertices and triangles, in the same order.
 #include "model_io.h"
 
 #include <cstdint>
@@ -33,15 +33,17 @@ std::uint64_t importMemoryLimit(std::uintmax_t bytes);
 // `memoryBytes` more address space than the process had, and returns the mesh it built.
 // The memory limit is not applied where a sanitizer runtime is present (sanitizers reserve
 // terabytes of address space for their shadow memory) or where the system cannot tell how
-// much address space the process uses; 0 means no memory limit. An InputError thrown by `import` is rethrown here with the same message;
-// std::bad_alloc becomes InputError "'<path>' cannot be read: not enough memory for it", other
-// exceptions InputError "'<path>' cannot be read: ...". A
-// child that dies by a signal (a crash of the importer, or the time limit) or exits without
-// answering gives InputError "'<path>' cannot be read: the importer crashed on it" or "...
-// did not finish within N s of processor time". The child's standard error is discarded,
-// so the importer's own complaints never reach the user, and a sanitizer's death callback
-// set by the host (a fuzzer's crash recorder) does not run in the child. Where processes cannot be forked
-// (or a pipe cannot be made), `import` runs in this process.
+// much address space the process uses; 0 means no memory limit.
+//
+// An InputError thrown by `import` is rethrown here with the same message; std::bad_alloc
+// becomes InputError "'<path>' cannot be read: not enough memory for it", other exceptions
+// InputError "'<path>' cannot be read: ...". A child that dies by a signal (a crash of the
+// importer, or the time limit) or exits without answering gives InputError "'<path>' cannot
+// be read: the importer crashed on it", "... failed on it" or "... did not finish within N s
+// of processor time". The child's standard error is discarded, so the importer's own
+// complaints never reach the user, and a sanitizer death callback that the host set (a
+// fuzzer's crash recorder) does not run in the child. Where processes cannot be forked (or a
+// pipe cannot be made), `import` runs in this process.
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
                                           unsigned cpuSeconds, std::uint64_t memoryBytes = 0);
 
