@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -101,9 +100,6 @@ TEST(ImportSandbox, CrashingAndLoopingImportersBecomeMessages) {
     });
     EXPECT_EQ(looped, "'m.ply' cannot be read: the importer did not finish within 1 s of "
                       "processor time (the file is probably corrupt)");
-
-    EXPECT_EQ(orvane::importTimeLimit(0), 2u);
-    EXPECT_EQ(orvane::importTimeLimit(5 * 1024 * 1024 + 1), 52u);
 }
 
 // The cap is what the child uses plus the budget, so that a runaway allocation becomes a

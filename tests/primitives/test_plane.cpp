@@ -9,17 +9,13 @@
 
 using namespace ORVANE_DATABASE;
 
-TEST(Plane, NormalFollowsPointOrder) {
-    Plane const ccw(Point3D(0, 0, 0), Point3D(1, 0, 0), Point3D(0, 1, 0));
-    EXPECT_TRUE(vectorNear(ccw.normal().vector3D(), Vector3D(0, 0, 1), 0.0));
-    EXPECT_EQ(ccw.distance(), 0.0);
-    Plane const cw(Point3D(0, 0, 0), Point3D(0, 1, 0), Point3D(1, 0, 0));
-    EXPECT_TRUE(vectorNear(cw.normal().vector3D(), Vector3D(0, 0, -1), 0.0));
+// The normal's orientation by point order: TriangleQueries.PlaneWeightsAndPositions in
+// tests/mesh.
+TEST(Plane, ThroughThreePointsDistanceSignAndCollinearPoints) {
     Plane const lifted(Point3D(0, 0, 5), Point3D(1, 0, 5), Point3D(0, 1, 5));
     EXPECT_EQ(lifted.distance(), -5.0);
     Plane const collinear(Point3D(0, 0, 0), Point3D(1, 1, 1), Point3D(2, 2, 2));
     EXPECT_TRUE(vectorNear(collinear.normal().vector3D(), Vector3D(), 0.0));
-    EXPECT_EQ(collinear.distance(), 0.0);
 }
 
 TEST(Plane, ClassificationIntersectionAndProjections) {
@@ -27,8 +23,6 @@ TEST(Plane, ClassificationIntersectionAndProjections) {
     Plane z5(Direction3D(0, 0, 1, tol), -5);
     EXPECT_EQ(z5.distance(Point3D(0, 0, 7)), 2.0);
     EXPECT_EQ(z5.distance(Point3D(0, 0, 3)), -2.0);
-    EXPECT_EQ(z5.pointPosition(Point3D(0, 0, 7), tol), Plane::POS_ABOVE);
-    EXPECT_EQ(z5.pointPosition(Point3D(0, 0, 3), tol), Plane::POS_BELOW);
     EXPECT_EQ(z5.pointPosition(Point3D(0, 0, 5 + 1e-14), tol), Plane::POS_ON);
     // A signed distance of exactly +t is neither on nor strictly above.
     Plane const z0(Direction3D(0, 0, 1, tol), 0);
@@ -44,7 +38,6 @@ TEST(Plane, ClassificationIntersectionAndProjections) {
     EXPECT_TRUE(pointNear(z5.intersection(Point3D(1, 1, 4), Point3D(3, 5, 6), tol),
                           Point3D(2, 3, 5)));
 
-    EXPECT_TRUE(pointNear(z5.closestPoint(Point3D(1, 2, 3)), Point3D(1, 2, 5), 0.0));
     EXPECT_TRUE(pointNear(z5.pointProjection(Point3D(1, 2, 3)), Point3D(1, 2, 0), 0.0));
 }
 
@@ -52,7 +45,6 @@ TEST(Plane, ToXYTransformationOnWorkedPlanes) {
     Tolerance const tol;
     Matrix4x4 const up = Plane(Direction3D(0, 0, 1, tol), -5).toXYTransformation(tol);
     EXPECT_TRUE(up == Matrix4x4::translation(0, 0, -5));
-    EXPECT_TRUE(vectorNear(Vector3D(1, 2, 5).transformVector(up), Vector3D(1, 2, 0)));
 
     Matrix4x4 const side = Plane(Direction3D(1, 0, 0, tol), -2).toXYTransformation(tol);
     EXPECT_TRUE(vectorNear(Vector3D(2, 3, 4).transformVector(side), Vector3D(-4, 3, 0)));
@@ -60,9 +52,6 @@ TEST(Plane, ToXYTransformationOnWorkedPlanes) {
     // Normal straight down: the half turn about +X reverses it, so z = 3 still maps to z = 0.
     Matrix4x4 const down = Plane(Direction3D(0, 0, -1, tol), 3).toXYTransformation(tol);
     EXPECT_TRUE(vectorNear(Vector3D(1, 2, 3).transformVector(down), Vector3D(1, -2, 0)));
-    Matrix4x4 rotationOnly = down;
-    rotationOnly(2, 3) = 0;
-    EXPECT_TRUE(vectorNear(Vector3D(0, 0, -1).transformVector(rotationOnly), Vector3D(0, 0, 1)));
 }
 
 TEST(Plane, ToXYTransformationFlattensRandomPlanes) {

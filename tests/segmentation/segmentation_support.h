@@ -20,9 +20,6 @@ public:
     Outcome findStrongEdges(std::set<Edge *> &e) { return s_.findStrongEdges(e); }
     void createFaces(std::set<Triangle *> &u, std::set<Edge *> &e, Triangulation &m) { s_.createFaces(u, e, m); }
     Outcome findFaceBoundary(Triangulation *m, std::vector<PLC *> &c) { return s_.findFaceBoundary(m, c); }
-    Outcome orderSegments(Triangulation *m, std::list<Edge *> &e, std::vector<PLC *> *c, bool closed) {
-        return s_.orderSegments(m, e, c, closed);
-    }
     Outcome stichSegments(Triangulation *m, std::list<Edge *> &e, std::list<Point3D *> &c) {
         return s_.stichSegments(m, e, c);
     }

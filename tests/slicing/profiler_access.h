@@ -15,6 +15,7 @@
 #include "slicing/VoxelGrid.h"
 #include "support/release.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -54,10 +55,15 @@ public:
     static VoxelGrid &grid(Profiler &p) { return *p.voxelGrid; }
     static std::size_t recordedSegments(Profiler &p) { return p.segmentRecords->size(); }
 
+    // The repeat rule: both ends match (1e-8), in either direction.
+    static bool repeats(SegmentEnds const &k, SegmentEnds const &e) {
+        return (endsMatch(k.first, e.first, 1e-8) && endsMatch(k.second, e.second, 1e-8)) ||
+               (endsMatch(k.first, e.second, 1e-8) && endsMatch(k.second, e.first, 1e-8));
+    }
+
     // orderSegments done literally: a chain from the first segment, stichSegments until it
     // fails, one PLC per chain.
-    static void literalOrder(Profiler &p, std::list<Edge *> &segments, std::vector<PLC *> &out,
-                             bool closedOnly) {
+    static void literalOrder(Profiler &p, std::list<Edge *> &segments, std::vector<PLC *> &out) {
         while (!segments.empty()) {
             auto ends = p.edgeEnds->at(segments.front());
             segments.pop_front();
@@ -66,10 +72,7 @@ public:
             }
             PLC *plc = new PLC();
             for (Point3D *pt : chain) plc->addPoint(pt);
-            if (closedOnly && !endsMatch(*chain.front(), *chain.back(), 1e-8))
-                releaseContour(plc);
-            else
-                out.push_back(plc);
+            out.push_back(plc);
         }
     }
 
@@ -96,16 +99,13 @@ public:
                     SegmentEnds e{*s.first, *s.second};
                     delete s.first;
                     delete s.second;
-                    bool repeat = false;
-                    for (SegmentEnds const &k : kept)
-                        repeat = repeat || (endsMatch(k.first, e.first, 1e-8) && endsMatch(k.second, e.second, 1e-8)) ||
-                                 (endsMatch(k.first, e.second, 1e-8) && endsMatch(k.second, e.first, 1e-8));
-                    if (!repeat) kept.push_back(e);
+                    if (std::none_of(kept.begin(), kept.end(), [&](SegmentEnds const &k) { return repeats(k, e); }))
+                        kept.push_back(e);
                 }
                 std::list<Edge *> segments;
                 for (SegmentEnds const &e : kept) segments.push_back(p.recordSegment(e.first, e.second));
                 std::size_t const first = out.size();
-                literalOrder(p, segments, out, false);
+                literalOrder(p, segments, out);
                 for (std::size_t k = first; k < out.size(); ++k) out[k]->setName("Slice_" + std::to_string(++counter));
             }
             delete plane;

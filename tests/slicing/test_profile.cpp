@@ -51,13 +51,6 @@ TEST(Profile, Cube) {
     EXPECT_GE(corners, 4);
     releaseContours(one);
 
-    std::vector<PLC *> four = slice(cube->get(), Direction3D(0, 0, 1), 4);
-    ASSERT_EQ(four.size(), 4u);
-    for (int k = 0; k < 4; ++k)
-        EXPECT_TRUE(four[k]->getName() == "Slice_" + std::to_string(k + 1) &&
-                    four[k]->pointList()->front()->z() == -0.75 + 0.5 * k);
-    releaseContours(four);
-
     // Appending after a contour already there; a second call numbers from Slice_1 again and
     // adds its segments to the slicer's records.
     Direction3D z(0, 0, 1);
@@ -76,18 +69,12 @@ TEST(Profile, Cube) {
 TEST(Profile, SmallCases) {
     auto twin = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
     twin->appendBox(Point3D(2, 0, 0), Point3D(3, 1, 1));
-    std::vector<PLC *> out = slice(twin->get(), Direction3D(0, 0, 1), 1);
-    ASSERT_EQ(out.size(), 2u);
-    EXPECT_TRUE(closed(out[0]) && closed(out[1]) && out[1]->getName() == "Slice_2");
-    releaseContours(out);
 
-    // Flat mesh (a single triangle), degenerate counts and directions: nothing, success.
+    // Flat mesh (a single triangle) and zero direction: nothing, success.
     TestMesh flat;
     for (int i = 0; i < 3; ++i) flat.addVertex(i & 1, i >> 1, 0);
     flat.addTriangle(0, 1, 2);
     EXPECT_TRUE(slice(flat.get(), Direction3D(0, 0, 1), 5).empty());
-    EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 1), 0).empty());
-    EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 1), -2).empty());
     EXPECT_TRUE(slice(twin->get(), Direction3D(0, 0, 0), 3).empty());
 
     // Copy assignment is a deep copy; self-assignment changes nothing.

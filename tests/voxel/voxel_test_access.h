@@ -13,7 +13,6 @@ namespace ORVANE_DATABASE {
 class VoxelizationTestAccess {
 public:
     static bool markVoxels(Voxelization &v) { return v.markVoxels(); }
-    static std::size_t cellCount(Voxelization const &v) { return v.cellCount(); }
     // Marked cells as (i, j, k), in grid order.
     static std::vector<std::array<std::size_t, 3>> markedCells(Voxelization const &v) {
         std::vector<std::array<std::size_t, 3>> cells;
@@ -29,7 +28,6 @@ public:
     static int const *triangleRow(int cube) { return MarchingCubes::a2iTriangleConnectionTable[cube]; }
     static int edgeCorner(int edge, int end) { return MarchingCubes::a2iEdgeConnection[edge][end]; }
     static float cornerOffset(int corner, int axis) { return MarchingCubes::a2fVertexOffset[corner][axis]; }
-    static double offset(MarchingCubes const &mc, double a, double b) { return mc.fGetOffset(a, b, 0.0); }
 };
 
 } // namespace ORVANE_DATABASE
