@@ -37,6 +37,8 @@ std::uint64_t importMemoryLimit(std::uintmax_t bytes) {
 
 #ifndef ORVANE_IMPORT_IN_CHILD
 
+bool importMemoryCapAvailable() { return false; }
+
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &,
                                           unsigned, std::uint64_t) {
     return import();
@@ -148,7 +150,7 @@ std::uint64_t addressSpaceInUse() {
 // for more gets std::bad_alloc (or dies) instead of filling the machine. Never raises a
 // limit that is already lower.
 void limitMemory(std::uint64_t memoryBytes) {
-    if (memoryBytes == 0 || __sanitizer_set_death_callback) return;
+    if (memoryBytes == 0 || !importMemoryCapAvailable()) return;
     std::uint64_t const inUse = addressSpaceInUse();
     if (inUse == 0) return;
     rlimit current{};
@@ -193,6 +195,8 @@ void limitMemory(std::uint64_t memoryBytes) {
 }
 
 }  // namespace
+
+bool importMemoryCapAvailable() { return __sanitizer_set_death_callback == nullptr; }
 
 std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
                                           unsigned cpuSeconds, std::uint64_t memoryBytes) {

@@ -29,6 +29,11 @@ unsigned importTimeLimit(std::uintmax_t bytes);
 // header can make the importer ask for tens of gigabytes, which this turns into a refusal.
 std::uint64_t importMemoryLimit(std::uintmax_t bytes);
 
+// Whether importIsolated can cap the child's memory in this process: not where a sanitizer
+// runtime is present (its shadow memory needs terabytes of address space) or processes
+// cannot be forked.
+bool importMemoryCapAvailable();
+
 // Runs `import` in a child process limited to `cpuSeconds` of processor time and
 // `memoryBytes` more address space than the process had, and returns the mesh it built.
 // The memory limit is not applied where a sanitizer runtime is present (sanitizers reserve
