@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
 #include <sstream>
 
@@ -16,46 +17,126 @@
 
 namespace orvane {
 
+namespace {
+using Clock = std::chrono::steady_clock;
+Clock::time_point const runStart = Clock::now();
+constexpr auto kRefresh = std::chrono::milliseconds(250);
+
+std::string secondsText(double seconds) {
+    std::ostringstream s;
+    s << std::fixed << std::setprecision(seconds < 10 ? 2 : 1) << seconds << " s";
+    return s.str();
+}
+}  // namespace
+
+double secondsSinceStart() { return std::chrono::duration<double>(Clock::now() - runStart).count(); }
+
+std::string runTimes(double algorithmSeconds, std::string const &algorithm) {
+    return secondsText(secondsSinceStart()) + " in all, " + secondsText(algorithmSeconds) + " " + algorithm;
+}
+
+int finishRun(int code) {
+    std::cout.flush();
+    if (!std::cout || std::fflush(stdout) != 0) {
+        std::cerr << "orvane: cannot write to standard output: " << std::strerror(errno) << "\n";
+        code = 1;
+    }
+#if defined(__SANITIZE_ADDRESS__)
+    return code;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    return code;
+#endif
+#endif
+    std::cerr.flush();
+    std::_Exit(code);
+}
+
 Progress::Progress(CommonOptions const &options)
     : enabled_(!options.quiet && (options.progress || ::isatty(STDERR_FILENO) == 1)),
-      terminal_(::isatty(STDERR_FILENO) == 1) {}
+      terminal_(::isatty(STDERR_FILENO) == 1) {
+    if (enabled_ && terminal_) ticker_ = std::thread([this] { tick(); });
+}
 
 Progress::~Progress() {
-    // A stage still open here was cut short by an error: clear its line for the message.
-    if (open_ && enabled_ && terminal_) std::cerr << "\r\033[K" << std::flush;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+        // A stage still open here was cut short by an error: clear its line for the message.
+        if (open_ && enabled_ && terminal_) std::cerr << "\r\033[K" << std::flush;
+    }
+    wake_.notify_all();
+    if (ticker_.joinable()) ticker_.join();
+}
+
+void Progress::tick() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopping_) {
+        wake_.wait_for(lock, kRefresh);
+        if (!stopping_ && open_) show(false);
+    }
+}
+
+void Progress::show(bool force) {
+    auto const now = Clock::now();
+    if (!force && now - shown_ < kRefresh) return;
+    shown_ = now;
+    std::cerr << "\r\033[K" << stage_ << "... ";
+    if (total_ > 0)
+        std::cerr << static_cast<int>(100.0 * static_cast<double>(std::min(done_, total_)) /
+                                      static_cast<double>(total_))
+                  << "%";
+    else
+        std::cerr << secondsText(std::chrono::duration<double>(now - started_).count());
+    std::cerr << std::flush;
 }
 
 void Progress::stage(std::string const &what, std::size_t total) {
     if (open_) done();
+    std::lock_guard<std::mutex> lock(mutex_);
     stage_ = what;
     total_ = total;
-    lastPercent_ = -1;
+    done_ = 0;
     open_ = true;
+    started_ = Clock::now();
     if (!enabled_) return;
-    if (terminal_) std::cerr << "\r\033[K" << what << "..." << std::flush;
+    if (terminal_) show(true);
     else std::cerr << what << "...\n";
 }
 
 void Progress::step(std::size_t done) {
-    if (!enabled_ || !open_ || total_ == 0 || !terminal_) return;
-    int percent = static_cast<int>(100.0 * static_cast<double>(std::min(done, total_)) /
-                                   static_cast<double>(total_));
-    if (percent == lastPercent_) return;
-    lastPercent_ = percent;
-    std::cerr << "\r\033[K" << stage_ << "... " << percent << "%" << std::flush;
+    if (!enabled_ || !terminal_) return;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!open_ || total_ == 0) return;
+    done_ = done;
+    show(false);
 }
 
-void Progress::done() {
-    if (!open_) return;
+void Progress::step(std::size_t done, std::size_t total) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        total_ = total;
+    }
+    step(done);
+}
+
+double Progress::done() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    double const seconds = std::chrono::duration<double>(Clock::now() - started_).count();
+    if (!open_) return 0;
     open_ = false;
-    if (!enabled_) return;
-    if (terminal_) std::cerr << "\r\033[K" << stage_ << "... done\n" << std::flush;
+    if (!enabled_) return seconds;
+    if (terminal_) std::cerr << "\r\033[K" << stage_ << "... done, " << secondsText(seconds) << "\n" << std::flush;
+    else std::cerr << stage_ << ": done, " << secondsText(seconds) << "\n" << std::flush;
+    return seconds;
 }
 
 void Progress::message(std::string const &text) {
     if (!enabled_) return;
+    std::lock_guard<std::mutex> lock(mutex_);
     if (open_ && terminal_) std::cerr << "\r\033[K";
     std::cerr << text << "\n" << std::flush;
+    if (open_ && terminal_) show(true);
 }
 
 void warn(CommonOptions const &options, std::string const &text) {

@@ -8,7 +8,11 @@
 #include "PLC.h"
 #include "Point3D.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <thread>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -30,8 +34,10 @@ struct CommonOptions {
 };
 
 // Progress on stderr. Enabled unless --quiet, and only when stderr is a terminal unless
-// --progress asked for it. On a terminal a running count overwrites itself on one line; to a
-// file or pipe each stage is one line.
+// --progress asked for it. On a terminal the current stage overwrites itself on one line,
+// with its percentage when it reports steps and otherwise with the seconds it has run
+// (refreshed by a background thread, at most a few times per second); to a file or pipe each
+// stage is one line when it starts and one with its time when it ends.
 class Progress {
 public:
     explicit Progress(CommonOptions const &options);
@@ -42,21 +48,44 @@ public:
     bool enabled() const { return enabled_; }
     // Starts a stage ("Slicing 120 layers"); `total` > 0 enables step().
     void stage(std::string const &what, std::size_t total = 0);
-    // Reports that `done` of the stage's `total` steps are finished (rate-limited).
+    // Reports that `done` of the stage's `total` steps are finished.
     void step(std::size_t done);
-    // Ends the current stage.
-    void done();
+    void step(std::size_t done, std::size_t total);
+    // Ends the current stage; returns its time in seconds.
+    double done();
     // One free-standing message line (the voxelizer's stage messages).
     void message(std::string const &text);
 
 private:
+    void show(bool force);   // with mutex_ held
+    void tick();
+
     bool enabled_;
     bool terminal_;
     std::string stage_;
     std::size_t total_ = 0;
-    int lastPercent_ = -1;
+    std::size_t done_ = 0;
     bool open_ = false;
+    std::chrono::steady_clock::time_point started_;
+    std::chrono::steady_clock::time_point shown_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool stopping_ = false;
+    std::thread ticker_;
 };
+
+// Seconds since the tool started (the whole run's time, for summaries).
+double secondsSinceStart();
+
+// "12.3 s in all, 4.56 s slicing": a summary's times.
+std::string runTimes(double algorithmSeconds, std::string const &algorithm);
+
+// Ends the run with `code` and no teardown: the meshes and results of a big model can take
+// seconds to free piece by piece, and the operating system takes the memory back at once.
+// Flushes standard output first (a failed write becomes exit code 1 with a message). Under
+// the sanitizers it returns `code` instead, so that everything is released and leaks stay
+// visible. Call it last in a runner, as `return finishRun(0);`.
+int finishRun(int code);
 
 // Warnings go to stderr unless --quiet; they never change the exit code.
 void warn(CommonOptions const &options, std::string const &text);

@@ -1,6 +1,8 @@
 // orvane inside: inside / outside / on the surface per point, from the model's BSP tree.
 #include "commands.h"
 
+#include "Triangle.h"
+
 #include "BSPTree.h"
 #include "Edge.h"
 #include "Plane.h"
@@ -88,12 +90,12 @@ int runInside(InsideOptions const &o, CommonOptions const &common) {
     Progress progress(common);
     ModelInput in = loadInput(model, progress);
     if (points.empty()) points = readPoints(o.pointsFile);
-    for (auto const &entry : in.mesh->mesh().edgeList())
-        if (entry.first->triangles->size() != 2) {
-            warn(common, in.name + " is not a closed surface; inside and outside are not "
-                                   "well defined for it");
-            break;
-        }
+    bool closed = true;
+    for (odb::Triangle *t : in.mesh->mesh().triangleList())
+        for (int e = 0; e < 3 && closed; ++e) closed = t->edge(e)->triangles->size() == 2;
+    if (!closed)
+        warn(common, in.name + " is not a closed surface; inside and outside are not "
+                               "well defined for it");
 
     progress.stage("Building the BSP tree of " + std::to_string(in.mesh->triangleCount()) +
                    " triangles");
@@ -107,7 +109,7 @@ int runInside(InsideOptions const &o, CommonOptions const &common) {
     for (odb::Point3D const &p : points)
         std::cout << p.x() << " " << p.y() << " " << p.z() << " " << answer(tree->pointPosition(p))
                   << "\n";
-    return 0;
+    return finishRun(0);
 }
 
 }  // namespace

@@ -155,7 +155,7 @@ int runIsosurface(IsoOptions const &o, CommonOptions const &common) {
     std::cout << (sphere ? "sphere" : "gyroid") << ": " << n << "^3 cubes, "
               << part.triangles.size() << " triangles, " << part.points.size()
               << " vertices; wrote " << output << "\n";
-    return 0;
+    return finishRun(0);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // orvane segment: the faces of a model split along sharp edges, written as one mesh with a
 // group (OBJ) or a colour (PLY) per face. orvane boundaries: the model's border contours.
 #include "commands.h"
+#include "flat_hash.h"
 #include "contour_export.h"
 #include "mesh_export.h"
 
@@ -22,6 +23,17 @@
 namespace orvane {
 
 namespace {
+
+struct PointerHash {
+    std::size_t operator()(odb::Point3D const *p) const {
+        return static_cast<std::size_t>(mixBits(reinterpret_cast<std::uintptr_t>(p)));
+    }
+};
+struct TripleHash {
+    std::size_t operator()(std::array<std::size_t, 3> const &k) const {
+        return static_cast<std::size_t>(mixBits(k[0] ^ mixBits(k[1] ^ mixBits(k[2]))));
+    }
+};
 
 struct SegmentOptions {
     std::string model;
@@ -75,7 +87,8 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     FaceSet faces;
     odb::Segmentation segmentation(&source.mesh(), o.angle);
     odb::Outcome result = segmentation.segmentize(faces.meshes);
-    progress.done();
+    double const seconds = progress.done();
+    progress.stage("Ordering the faces");
 
     std::vector<MeshPart> parts;
     std::string const suffix = "_" + angleText(o.angle);
@@ -89,14 +102,14 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     } else {
         // The kernel numbers faces in pointer order, which changes from run to run; the file
         // numbers them by their lowest source triangle instead, so that output is repeatable.
-        std::map<odb::Point3D const *, std::size_t> sourceVertex;
-        for (std::size_t v = 0; v < source.vertexCount(); ++v) sourceVertex[&source.point(v)] = v;
-        std::map<std::array<std::size_t, 3>, std::size_t> sourceTriangle;
-        for (std::size_t t = source.triangleCount(); t-- > 0;) {
+        FlatHashMap<odb::Point3D const *, std::size_t, PointerHash> sourceVertex(source.vertexCount());
+        for (std::size_t v = 0; v < source.vertexCount(); ++v) sourceVertex.insert(&source.point(v), v);
+        FlatHashMap<std::array<std::size_t, 3>, std::size_t, TripleHash> sourceTriangle(source.triangleCount());
+        for (std::size_t t = 0; t < source.triangleCount(); ++t) {
             odb::Triangle &tri = source.triangle(t);
             std::array<std::size_t, 3> k{{tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)}};
             std::sort(k.begin(), k.end());
-            sourceTriangle[k] = t;   // the lowest index of repeated triangles wins
+            sourceTriangle.insert(k, t);   // the lowest index of repeated triangles wins
         }
         std::vector<std::pair<std::size_t, MeshPart>> ordered;
         for (odb::Triangulation *face : faces.meshes) {
@@ -108,12 +121,12 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
                 std::array<std::size_t, 3> local{{t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)}};
                 std::array<std::size_t, 3> k{};
                 for (int c = 0; c < 3; ++c) {
-                    auto found = sourceVertex.find(vertices[local[c]]->point());
-                    k[c] = found == sourceVertex.end() ? SIZE_MAX : found->second;
+                    std::size_t const *found = sourceVertex.find(vertices[local[c]]->point());
+                    k[c] = found ? *found : SIZE_MAX;
                 }
                 std::sort(k.begin(), k.end());
-                auto found = sourceTriangle.find(k);
-                triangles.emplace_back(found == sourceTriangle.end() ? SIZE_MAX : found->second, local);
+                std::size_t const *found = sourceTriangle.find(k);
+                triangles.emplace_back(found ? *found : SIZE_MAX, local);
             }
             std::stable_sort(triangles.begin(), triangles.end(),
                              [](auto const &a, auto const &b) { return a.first < b.first; });
@@ -141,13 +154,16 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
             parts[i].name = "Face-" + std::to_string(i + 1) + suffix;
     }
     for (std::size_t i = 0; i < parts.size(); ++i) parts[i].colour = partColour(i);
+    progress.stage("Writing " + output);
     writeMesh(output, parts);
+    progress.done();
 
     std::size_t largest = 0;
     for (MeshPart const &p : parts) largest = std::max(largest, p.triangles.size());
     std::cout << in.name << ": " << parts.size() << " faces at " << angleText(o.angle)
-              << " degrees, the largest of " << largest << " triangles; wrote " << output << "\n";
-    return 0;
+              << " degrees, the largest of " << largest << " triangles; "
+              << runTimes(seconds, "segmenting") << "; wrote " << output << "\n";
+    return finishRun(0);
 }
 
 struct BoundaryOptions {
@@ -163,9 +179,11 @@ int runBoundaries(BoundaryOptions const &o, CommonOptions const &common) {
     ModelInput in = loadInput(o.model, progress);
     std::string const output = o.output.empty() ? in.stem + "-boundaries.json" : o.output;
 
+    progress.stage("Tracing the borders of " + std::to_string(in.mesh->triangleCount()) + " triangles");
     ContourList contours;
     odb::Segmentation segmentation(&in.mesh->mesh(), 30);
     odb::Outcome result = segmentation.boundaries(contours.items);
+    double const seconds = progress.done();
     bool const closed = !result.isOk();   // "No boundry found.": no border edge at all
     Layer all;
     all.index = 1;
@@ -184,9 +202,9 @@ int runBoundaries(BoundaryOptions const &o, CommonOptions const &common) {
     }
     file.commit();
     std::cout << in.name << ": " << all.contours.size() << " border contours, " << open
-              << " open" << (closed ? " (the model has no border)" : "") << "; wrote " << output
-              << "\n";
-    return 0;
+              << " open" << (closed ? " (the model has no border)" : "") << "; "
+              << runTimes(seconds, "tracing") << "; wrote " << output << "\n";
+    return finishRun(0);
 }
 
 }  // namespace

@@ -10,7 +10,8 @@
 #include "Vector3D.h"
 
 #include <algorithm>
-#include <chrono>
+#include <array>
+#include <memory>
 #include <cmath>
 #include <iomanip>
 #include <iostream>
@@ -105,19 +106,16 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
     }
 
     Progress progress(common);
-    ModelInput in = loadInput(o.model, progress);
+    ModelInput in = readInput(o.model, progress);
     if (outputs.empty()) outputs.push_back(in.stem + "-slices.svg");
-    OwnedMesh &owned = *in.mesh;
 
     // Half the box's extent along the direction, measured as the slicer measures it (from
     // the box corners), so that the plane positions below are the slicer's.
-    odb::BoundingBox3D const box = *owned.mesh().getBoundingBox();
-    Vec3 const centre{{(box.lower().x() + box.upper().x()) / 2, (box.lower().y() + box.upper().y()) / 2,
-                       (box.lower().z() + box.upper().z()) / 2}};
+    std::array<double, 6> const box = in.data.box();
+    Vec3 const centre{{(box[0] + box[3]) / 2, (box[1] + box[4]) / 2, (box[2] + box[5]) / 2}};
     double half = 0;
     for (int k = 0; k < 8; ++k) {
-        Vec3 corner{{k & 4 ? box.lower().x() : box.upper().x(), k & 2 ? box.lower().y() : box.upper().y(),
-                     k & 1 ? box.lower().z() : box.upper().z()}};
+        Vec3 corner{{k & 4 ? box[0] : box[3], k & 2 ? box[1] : box[4], k & 1 ? box[2] : box[5]}};
         half = std::max(half, dot(d, {{corner[0] - centre[0], corner[1] - centre[1], corner[2] - centre[2]}}));
     }
     long long layers = o.layersOption->count() > 0 ? o.layers : 20;
@@ -132,42 +130,36 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
     double const spacing = 2 * half / static_cast<double>(layers);
 
     // Place the model: box centre onto the cutting triangle's incentre (on the slicing axis).
+    // The mesh is built placed; contours are moved back when they are read.
     Vec3 axisX, axisY;
     planeAxes(d, axisX, axisY);
     Vec3 const shift{{-centre[0] + kIncentreV * axisY[0], -centre[1] + kIncentreV * axisY[1],
                       -centre[2] + kIncentreV * axisY[2]}};
-    OwnedMesh placed;
+    Placement placement;
+    for (int k = 0; k < 3; ++k) placement.t[k] = shift[k];
     double uLo = 1e300, uHi = -1e300, vLo = 1e300, vHi = -1e300;
     bool reach = true;
-    for (std::size_t v = 0; v < owned.vertexCount(); ++v) {
-        odb::Point3D const &p = owned.point(v);
-        Vec3 q{{p.x() + shift[0], p.y() + shift[1], p.z() + shift[2]}};
-        placed.addVertex(q[0], q[1], q[2]);
+    for (std::size_t v = 0; v < in.data.vertexCount(); ++v) {
+        double const *p = &in.data.coords[3 * v];
+        Vec3 q{{p[0] + shift[0], p[1] + shift[1], p[2] + shift[2]}};
         double u = dot(axisX, q), w = dot(axisY, q);
         uLo = std::min(uLo, u), uHi = std::max(uHi, u), vLo = std::min(vLo, w), vHi = std::max(vHi, w);
         if (!withinReach(u, w, 1e-6)) reach = false;
-    }
-    for (std::size_t t = 0; t < owned.triangleCount(); ++t) {
-        odb::Triangle &tri = owned.triangle(t);
-        placed.addTriangle(tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2));
     }
     if (!reach)
         warn(common, "the model is " + fmt(uHi - uLo) + " x " + fmt(vHi - vLo) +
                          " units across the slicing direction, more than the slicer reaches "
                          "(about " + fmt(kInscribedRadius, 3) + " units around each layer's "
                          "centre): some contours will be missing or open");
+    buildInputMesh(in, progress, &placement);
+    OwnedMesh &placed = *in.mesh;
 
     progress.stage("Slicing " + std::to_string(layers) + " layers");
-    auto const start = std::chrono::steady_clock::now();
     odb::Direction3D direction(d[0], d[1], d[2]);
     ContourList contours;
-    {
-        odb::Profiler profiler(&placed.mesh(), &direction, static_cast<int>(layers));
-        profiler.generateProfile(contours.items);
-    }
-    double const seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    progress.done();
+    auto profiler = std::make_unique<odb::Profiler>(&placed.mesh(), &direction, static_cast<int>(layers));
+    profiler->generateProfile(contours.items);
+    double const seconds = progress.done();
 
     // Group the contours by plane: plane k (0-based, ascending along d) lies at
     // (k + 1/2) * spacing - half from the centre, in the placed model's frame.
@@ -196,6 +188,7 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
     frame.w = d;
     for (Layer &layer : byPlane) classifyContours(layer, frame);
 
+    progress.stage("Writing " + joinPaths(outputs));
     for (std::string const &out : outputs) {
         AtomicFile file(out);
         if (extensionOf(out) == "svg") {
@@ -211,10 +204,11 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
         }
         file.commit();
     }
+    progress.done();
     std::cout << in.name << ": " << layers << " layers, " << contours.items.size()
-              << " contours, " << open << " open, " << fmt(seconds, 3) << " s; wrote "
+              << " contours, " << open << " open, " << runTimes(seconds, "slicing") << "; wrote "
               << joinPaths(outputs) << "\n";
-    return 0;
+    return finishRun(0);
 }
 
 }  // namespace

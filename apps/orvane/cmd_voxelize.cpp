@@ -145,7 +145,7 @@ int runVoxelize(VoxelOptions const &o, CommonOptions const &common) {
     std::cout << in.name << ": " << counts[0] << " x " << counts[1] << " x " << counts[2]
               << " grid, " << cells << " cells marked, " << part.triangles.size()
               << " triangles; wrote " << output << "\n";
-    return 0;
+    return finishRun(0);
 }
 
 }  // namespace

@@ -4,19 +4,40 @@
 
 namespace orvane {
 
-ModelInput loadInput(std::string const &path, Progress &progress) {
+ModelInput readInput(std::string const &path, Progress &progress) {
     ModelInput in;
     if (path.empty()) {
-        in.mesh = makeDefaultModel();
+        in.data = makeDefaultModel();
         in.name = kDefaultModelName;
         in.stem = kDefaultModelStem;
         return in;
     }
-    progress.stage("Reading " + path);
-    in.mesh = loadModel(path);
+    progress.stage("Reading " + path, 1000);
+    ImportStage shown = ImportStage::Reading;
+    in.data = readModel(path, [&](ImportStage stage, std::size_t done, std::size_t total) {
+        if (stage != shown) {
+            shown = stage;
+            progress.stage("Welding corners", total);
+        }
+        progress.step(done, total);
+    });
     progress.done();
     in.name = path;
     in.stem = stemOf(path);
+    return in;
+}
+
+void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement) {
+    progress.stage("Building the mesh of " + std::to_string(in.data.triangleCount()) + " triangles",
+                   in.data.vertexCount() + in.data.triangleCount());
+    in.mesh = buildMesh(in.data, placement,
+                        [&](std::size_t done, std::size_t total) { progress.step(done, total); });
+    progress.done();
+}
+
+ModelInput loadInput(std::string const &path, Progress &progress) {
+    ModelInput in = readInput(path, progress);
+    buildInputMesh(in, progress);
     return in;
 }
 

@@ -16,12 +16,19 @@ namespace orvane {
 
 using Runner = std::function<int()>;
 
-// A model to work on: the file's mesh, or the built-in part when `path` is empty.
+// A model to work on: the file's, or the built-in part when `path` is empty. It is read as
+// flat arrays first; the mesh is built once, from them, where the command wants it placed.
 struct ModelInput {
-    std::unique_ptr<OwnedMesh> mesh;
+    ModelData data;
+    std::unique_ptr<OwnedMesh> mesh;   // null until buildInputMesh
     std::string name;   // for messages and file titles
     std::string stem;   // for default output names
 };
+// Reads the model (with progress for reading and welding); builds no mesh.
+ModelInput readInput(std::string const &path, Progress &progress);
+// Builds in.mesh from in.data, placed by `placement` when given, with progress.
+void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement = nullptr);
+// readInput, then buildInputMesh without placement.
 ModelInput loadInput(std::string const &path, Progress &progress);
 
 // Adds the MODEL positional argument (optional: the built-in part when left out).

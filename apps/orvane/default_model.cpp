@@ -1,6 +1,6 @@
 #include "default_model.h"
 
-#include <array>
+#include <cstdint>
 #include <cmath>
 #include <vector>
 
@@ -32,19 +32,13 @@ struct P2 {
 
 class Builder {
 public:
-    explicit Builder(OwnedMesh &mesh) : mesh_(mesh), welder_(mesh) {}
+    explicit Builder(ModelData &model) : model_(model), welder_(model.coords) {}
 
     // Quad a-b-c-d, counter-clockwise seen from outside the solid.
     void quad(P2 a, double za, P2 b, double zb, P2 c, double zc, P2 d, double zd) {
-        std::size_t ia = welder_.add(a.x, a.y, za), ib = welder_.add(b.x, b.y, zb);
-        std::size_t ic = welder_.add(c.x, c.y, zc), id = welder_.add(d.x, d.y, zd);
-        triangles_.push_back({{ia, ib, ic}});
-        triangles_.push_back({{ia, ic, id}});
-    }
-    // Adds the collected triangles, after every vertex.
-    void finish() {
-        for (auto const &t : triangles_) mesh_.addTriangle(t[0], t[1], t[2]);
-        triangles_.clear();
+        std::uint32_t ia = welder_.add(a.x, a.y, za), ib = welder_.add(b.x, b.y, zb);
+        std::uint32_t ic = welder_.add(c.x, c.y, zc), id = welder_.add(d.x, d.y, zd);
+        model_.corners.insert(model_.corners.end(), {ia, ib, ic, ia, ic, id});
     }
     // Flat ring at height z between outer loop o and inner loop i (both counter-clockwise
     // seen from above, equal length); `up` chooses the side the faces look to.
@@ -71,9 +65,8 @@ public:
     }
 
 private:
-    OwnedMesh &mesh_;
-    VertexWelder welder_;
-    std::vector<std::array<std::size_t, 3>> triangles_;
+    ModelData &model_;
+    PointWelder welder_;
 };
 
 double lattice(int index) { return -kHalf + kTile / kSteps * index; }
@@ -100,9 +93,9 @@ std::vector<P2> circleFor(std::vector<P2> const &border, P2 c, double r) {
 
 }  // namespace
 
-std::unique_ptr<OwnedMesh> makeDefaultModel() {
-    auto mesh = std::make_unique<OwnedMesh>();
-    Builder b(*mesh);
+ModelData makeDefaultModel() {
+    ModelData model;
+    Builder b(model);
     for (int tx = 0; tx < kTiles; ++tx)
         for (int ty = 0; ty < kTiles; ++ty) {
             int i0 = tx * kSteps, j0 = ty * kSteps;
@@ -143,8 +136,7 @@ std::unique_ptr<OwnedMesh> makeDefaultModel() {
     for (int k = 0; k < n; ++k) outline.push_back({lattice(n - k), lattice(n)});
     for (int k = 0; k < n; ++k) outline.push_back({lattice(0), lattice(n - k)});
     b.wall(outline, 0.0, kThickness, 1, true);
-    b.finish();
-    return mesh;
+    return model;
 }
 
 }  // namespace orvane

@@ -16,6 +16,6 @@ extern char const *const kDefaultModelName;
 // File stem for default output names ("orvane-part").
 extern char const *const kDefaultModelStem;
 
-std::unique_ptr<OwnedMesh> makeDefaultModel();
+ModelData makeDefaultModel();
 
 }  // namespace orvane

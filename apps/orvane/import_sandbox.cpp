@@ -1,9 +1,8 @@
 #include "import_sandbox.h"
 
-#include "Point3D.h"
-#include "Triangle.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -39,100 +38,75 @@ std::uint64_t importMemoryLimit(std::uintmax_t bytes) {
 
 bool importMemoryCapAvailable() { return false; }
 
-std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &,
-                                          unsigned, std::uint64_t) {
-    return import();
+ModelData importIsolated(ModelImport const &import, std::string const &, unsigned, std::uint64_t,
+                         ImportReport const &report) {
+    return import(report);
 }
 
 #else
 
 namespace {
 
-// The child's answer: 'M', vertex count, triangle count (8 bytes each), the vertices as three
-// doubles, the triangles as three 8-byte indices; or 'E' and the message text.
-void put(std::string &out, void const *data, std::size_t size) {
-    out.append(static_cast<char const *>(data), size);
-}
-
-std::string encodeMesh(OwnedMesh const &mesh) {
-    std::string out(1, 'M');
-    std::uint64_t counts[2] = {mesh.vertexCount(), mesh.triangleCount()};
-    put(out, counts, sizeof counts);
-    for (std::size_t v = 0; v < mesh.vertexCount(); ++v) {
-        odb::Point3D const &p = mesh.point(v);
-        double xyz[3] = {p.x(), p.y(), p.z()};
-        put(out, xyz, sizeof xyz);
-    }
-    OwnedMesh &writable = const_cast<OwnedMesh &>(mesh);   // Triangle's reader is not const
-    for (std::size_t t = 0; t < mesh.triangleCount(); ++t) {
-        odb::Triangle &tri = writable.triangle(t);
-        std::uint64_t corners[3] = {tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)};
-        put(out, corners, sizeof corners);
-    }
-    return out;
-}
-
-class Reader {
-public:
-    explicit Reader(std::string const &data) : data_(data) {}
-    bool get(void *to, std::size_t size) {
-        if (data_.size() - pos_ < size) return false;
-        std::memcpy(to, data_.data() + pos_, size);
-        pos_ += size;
-        return true;
-    }
-    bool done() const { return pos_ == data_.size(); }
-
-private:
-    std::string const &data_;
-    std::size_t pos_ = 1;   // after the kind byte
-};
-
-// The mesh of an 'M' answer, or null when the answer is malformed.
-std::unique_ptr<OwnedMesh> decodeMesh(std::string const &data) {
-    Reader in(data);
-    std::uint64_t counts[2];
-    if (!in.get(counts, sizeof counts)) return nullptr;
-    // A count the answer cannot hold is malformed; checking first keeps reserve() sane.
-    std::uint64_t const payload = data.size() - 1 - sizeof counts;
-    if (counts[0] > payload / 24 || counts[1] > payload / 24 ||
-        counts[0] * 24 + counts[1] * 24 != payload)
-        return nullptr;
-    auto mesh = std::make_unique<OwnedMesh>();
-    for (std::uint64_t v = 0; v < counts[0]; ++v) {
-        double xyz[3];
-        in.get(xyz, sizeof xyz);
-        mesh->addVertex(xyz[0], xyz[1], xyz[2]);
-    }
-    for (std::uint64_t t = 0; t < counts[1]; ++t) {
-        std::uint64_t c[3];
-        in.get(c, sizeof c);
-        if (c[0] >= counts[0] || c[1] >= counts[0] || c[2] >= counts[0]) return nullptr;
-        mesh->addTriangle(c[0], c[1], c[2]);
-    }
-    return in.done() ? std::move(mesh) : nullptr;
-}
-
-void writeAll(int fd, std::string const &data) {
+// The child's answer is a sequence of frames, each a kind byte, an 8-byte payload length and
+// the payload: any number of 'P' (progress: stage byte, done and total as 8 bytes each), then
+// one 'M' (the model: vertex and triangle counts as 8 bytes each, the coordinates as doubles,
+// the corners as 4-byte indices) or one 'E' (the message text).
+bool writeAll(int fd, void const *data, std::size_t size) {
+    auto const *bytes = static_cast<char const *>(data);
     std::size_t done = 0;
-    while (done < data.size()) {
-        ssize_t n = ::write(fd, data.data() + done, data.size() - done);
+    while (done < size) {
+        ssize_t n = ::write(fd, bytes + done, size - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;
+        if (n <= 0) return false;
         done += static_cast<std::size_t>(n);
     }
+    return true;
 }
 
-std::string readAll(int fd) {
-    std::string data;
-    char buffer[1 << 16];
-    for (;;) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
+bool readAll(int fd, void *data, std::size_t size) {
+    auto *bytes = static_cast<char *>(data);
+    std::size_t done = 0;
+    while (done < size) {
+        ssize_t n = ::read(fd, bytes + done, size - done);
         if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        data.append(buffer, static_cast<std::size_t>(n));
+        if (n <= 0) return false;
+        done += static_cast<std::size_t>(n);
     }
-    return data;
+    return true;
+}
+
+void writeFrame(int fd, char kind, std::uint64_t length) {
+    char head[9];
+    head[0] = kind;
+    std::memcpy(head + 1, &length, 8);
+    writeAll(fd, head, sizeof head);
+}
+
+void writeModel(int fd, ModelData const &model) {
+    std::uint64_t const counts[2] = {model.vertexCount(), model.triangleCount()};
+    writeFrame(fd, 'M', sizeof counts + model.coords.size() * sizeof(double) +
+                            model.corners.size() * sizeof(std::uint32_t));
+    writeAll(fd, counts, sizeof counts) &&
+        writeAll(fd, model.coords.data(), model.coords.size() * sizeof(double)) &&
+        writeAll(fd, model.corners.data(), model.corners.size() * sizeof(std::uint32_t));
+}
+
+// Reads the 'M' payload of `length` bytes; false when it is malformed.
+bool readModel(int fd, std::uint64_t length, ModelData &model) {
+    std::uint64_t counts[2];
+    if (length < sizeof counts || !readAll(fd, counts, sizeof counts)) return false;
+    // Counts the payload cannot hold are malformed; checking first keeps the sizes sane.
+    std::uint64_t const payload = length - sizeof counts;
+    if (counts[0] > payload / 24 || counts[1] > payload / 12 || counts[0] * 24 + counts[1] * 12 != payload)
+        return false;
+    model.coords.resize(3 * counts[0]);
+    model.corners.resize(3 * counts[1]);
+    if (!readAll(fd, model.coords.data(), model.coords.size() * sizeof(double)) ||
+        !readAll(fd, model.corners.data(), model.corners.size() * sizeof(std::uint32_t)))
+        return false;
+    for (std::uint32_t c : model.corners)
+        if (c >= counts[0]) return false;
+    return true;
 }
 
 // The address space this process uses now, in bytes; 0 where the system does not say.
@@ -162,8 +136,8 @@ void limitMemory(std::uint64_t memoryBytes) {
 }
 
 // The child: runs the import and answers; never returns.
-[[noreturn]] void runChild(MeshImport const &import, std::string const &path, unsigned cpuSeconds,
-                           std::uint64_t memoryBytes, int answerFd) {
+[[noreturn]] void runChild(ModelImport const &import, std::string const &path, unsigned cpuSeconds,
+                           std::uint64_t memoryBytes, int answerFd, bool wantsProgress) {
     // A fault of the importer must end the child by its signal or by the sanitizer's report,
     // for the parent to report: handlers inherited from the host process (crash reporters, a
     // fuzzer's crash recorder) do not run here.
@@ -177,20 +151,39 @@ void limitMemory(std::uint64_t memoryBytes) {
     rlimit cpu{cpuSeconds, cpuSeconds + 5};   // SIGXCPU at the soft limit, SIGKILL at the hard
     ::setrlimit(RLIMIT_CPU, &cpu);
     limitMemory(memoryBytes);
-    std::string answer;
+
+    auto last = std::chrono::steady_clock::now() - std::chrono::seconds(1);
+    ImportReport report;
+    if (wantsProgress)
+        report = [&](ImportStage stage, std::size_t done, std::size_t total) {
+            auto const now = std::chrono::steady_clock::now();
+            if (now - last < std::chrono::milliseconds(100) && done < total) return;
+            last = now;
+            char payload[17];
+            payload[0] = static_cast<char>(stage);
+            std::uint64_t const figures[2] = {done, total};
+            std::memcpy(payload + 1, figures, sizeof figures);
+            writeFrame(answerFd, 'P', sizeof payload);
+            writeAll(answerFd, payload, sizeof payload);
+        };
+    std::string error;
     try {
-        std::unique_ptr<OwnedMesh> mesh = import();
-        answer = encodeMesh(*mesh);
+        ModelData const model = import(report);
+        writeModel(answerFd, model);
     } catch (InputError const &e) {
-        answer = std::string("E") + e.what();
+        error = e.what();
     } catch (std::bad_alloc const &) {
-        answer = "E'" + path + "' cannot be read: not enough memory for it";
+        error = "'" + path + "' cannot be read: not enough memory for it";
     } catch (std::exception const &e) {
-        answer = "E'" + path + "' cannot be read: " + e.what();
+        error = "'" + path + "' cannot be read: " + e.what();
     }
-    writeAll(answerFd, answer);
+    if (!error.empty()) {
+        writeFrame(answerFd, 'E', error.size());
+        writeAll(answerFd, error.data(), error.size());
+    }
     ::close(answerFd);
-    // No exit handlers and no stdio flushing: those belong to the parent.
+    // No exit handlers, no stdio flushing and no teardown of the model: those belong to the
+    // parent, and the system takes the child's memory back at once.
     ::_exit(0);
 }
 
@@ -198,23 +191,50 @@ void limitMemory(std::uint64_t memoryBytes) {
 
 bool importMemoryCapAvailable() { return __sanitizer_set_death_callback == nullptr; }
 
-std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
-                                          unsigned cpuSeconds, std::uint64_t memoryBytes) {
+ModelData importIsolated(ModelImport const &import, std::string const &path, unsigned cpuSeconds,
+                         std::uint64_t memoryBytes, ImportReport const &report) {
     int fds[2];
-    if (::pipe(fds) != 0) return import();
+    if (::pipe(fds) != 0) return import(report);
     std::fflush(nullptr);   // nothing buffered may be written twice
     pid_t const child = ::fork();
     if (child < 0) {
         ::close(fds[0]);
         ::close(fds[1]);
-        return import();
+        return import(report);
     }
     if (child == 0) {
         ::close(fds[0]);
-        runChild(import, path, cpuSeconds, memoryBytes, fds[1]);
+        runChild(import, path, cpuSeconds, memoryBytes, fds[1], static_cast<bool>(report));
     }
     ::close(fds[1]);
-    std::string const answer = readAll(fds[0]);
+
+    // Progress frames until the answer; a frame that makes no sense ends the reading.
+    ModelData model;
+    char kind = 0;
+    bool answered = false;
+    std::string error;
+    for (;;) {
+        char head[9];
+        if (!readAll(fds[0], head, sizeof head)) break;
+        kind = head[0];
+        std::uint64_t length;
+        std::memcpy(&length, head + 1, 8);
+        if (kind == 'P' && length == 17) {
+            char payload[17];
+            if (!readAll(fds[0], payload, sizeof payload)) break;
+            std::uint64_t figures[2];
+            std::memcpy(figures, payload + 1, sizeof figures);
+            if (report && payload[0] >= 0 && payload[0] <= 1 && figures[0] <= figures[1])
+                report(static_cast<ImportStage>(payload[0]), figures[0], figures[1]);
+            continue;
+        }
+        if (kind == 'M') answered = readModel(fds[0], length, model);
+        if (kind == 'E' && length <= (1u << 20)) {
+            error.resize(length);
+            answered = readAll(fds[0], error.data(), length);
+        }
+        break;
+    }
     ::close(fds[0]);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -233,9 +253,8 @@ std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string 
                              " s of processor time, or out of memory)");
         throw InputError(cannot + "the importer crashed on it (the file is probably corrupt)");
     }
-    if (!answer.empty() && answer[0] == 'E') throw InputError(answer.substr(1));
-    if (!answer.empty() && answer[0] == 'M')
-        if (std::unique_ptr<OwnedMesh> mesh = decodeMesh(answer)) return mesh;
+    if (answered && kind == 'E') throw InputError(error);
+    if (answered && kind == 'M') return model;
     throw InputError(cannot + "the importer failed on it (the file is probably corrupt)");
 }
 

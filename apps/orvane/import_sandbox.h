@@ -7,8 +7,8 @@
 // assertion (abort) or loop forever. Such faults live in the importer, where the tool cannot
 // fix them, so the tool runs the import where they cannot hurt: in a forked child whose
 // processor time and address space are limited. The child sends the finished mesh (welded
-// vertices and triangle corner indices) or the InputError's message back through a pipe; the
-// parent rebuilds the mesh with exactly those vertices and triangles, in the same order.
+// vertices and triangle corner indices, as flat arrays) or the InputError's message back
+// through a pipe, preceded by progress reports that the parent passes on.
 #include "model_io.h"
 
 #include <cstdint>
@@ -18,7 +18,8 @@
 
 namespace orvane {
 
-using MeshImport = std::function<std::unique_ptr<OwnedMesh>()>;
+// The import: runs in the child and may report its progress through the report it is given.
+using ModelImport = std::function<ModelData(ImportReport const &)>;
 
 // Processor-time limit of an import of a file of `bytes` bytes: 2 s, plus 10 s per MB.
 // Importing takes well under a second per MB, so only an importer stuck in a loop reaches it.
@@ -35,7 +36,9 @@ std::uint64_t importMemoryLimit(std::uintmax_t bytes);
 bool importMemoryCapAvailable();
 
 // Runs `import` in a child process limited to `cpuSeconds` of processor time and
-// `memoryBytes` more address space than the process had, and returns the mesh it built.
+// `memoryBytes` more address space than the process had, and returns the model it built.
+// Progress the import reports in the child reaches `report` here (when given), at most
+// every 100 ms.
 // The memory limit is not applied where a sanitizer runtime is present (sanitizers reserve
 // terabytes of address space for their shadow memory) or where the system cannot tell how
 // much address space the process uses; 0 means no memory limit.
@@ -49,7 +52,7 @@ bool importMemoryCapAvailable();
 // complaints never reach the user, and a sanitizer death callback that the host set (a
 // fuzzer's crash recorder) does not run in the child. Where processes cannot be forked (or a
 // pipe cannot be made), `import` runs in this process.
-std::unique_ptr<OwnedMesh> importIsolated(MeshImport const &import, std::string const &path,
-                                          unsigned cpuSeconds, std::uint64_t memoryBytes = 0);
+ModelData importIsolated(ModelImport const &import, std::string const &path, unsigned cpuSeconds,
+                         std::uint64_t memoryBytes = 0, ImportReport const &report = {});
 
 }  // namespace orvane

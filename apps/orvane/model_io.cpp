@@ -3,6 +3,7 @@
 #include "import_sandbox.h"
 
 #include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
@@ -11,6 +12,8 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <limits>
 #include <filesystem>
 #include <fstream>
@@ -29,24 +32,69 @@ OwnedMesh::~OwnedMesh() {
 
 std::size_t OwnedMesh::addVertex(double x, double y, double z) {
     auto point = std::make_unique<odb::Point3D>(x, y, z);
-    vertices_.push_back(std::make_unique<odb::Vertex>(point.get()));
+    odb::Vertex &vertex = vertices_.emplace(point.get());
     point.release();   // the vertex owns it now
-    return mesh_->addVertex(vertices_.back().get());
+    return mesh_->addVertex(&vertex);
 }
 
 void OwnedMesh::addTriangle(std::size_t a, std::size_t b, std::size_t c) {
-    triangles_.push_back(std::make_unique<odb::Triangle>(a, b, c));
+    odb::Triangle &triangle = triangles_.emplace(a, b, c);
     if (a == b || b == c || c == a) ++degenerate_;
-    mesh_->addTriangle(triangles_.back().get());
+    mesh_->addTriangle(&triangle);
 }
 
+std::size_t ModelData::degenerateTriangles() const {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i + 2 < corners.size(); i += 3)
+        if (corners[i] == corners[i + 1] || corners[i + 1] == corners[i + 2] || corners[i + 2] == corners[i])
+            ++count;
+    return count;
+}
+
+std::array<double, 6> ModelData::box() const {
+    if (coords.empty()) return {};
+    std::array<double, 6> b{{coords[0], coords[1], coords[2], coords[0], coords[1], coords[2]}};
+    for (std::size_t i = 0; i < coords.size(); i += 3)
+        for (int k = 0; k < 3; ++k) {
+            b[k] = std::min(b[k], coords[i + k]);
+            b[3 + k] = std::max(b[3 + k], coords[i + k]);
+        }
+    return b;
+}
+
+std::unique_ptr<OwnedMesh> buildMesh(ModelData const &data, Placement const *placement,
+                                     ProgressReport const &report) {
+    auto out = std::make_unique<OwnedMesh>();
+    std::size_t const vertices = data.vertexCount(), triangles = data.triangleCount();
+    std::size_t const total = vertices + triangles;
+    constexpr std::size_t kReportEvery = 1 << 16;
+    for (std::size_t v = 0; v < vertices; ++v) {
+        double const *p = &data.coords[3 * v];
+        if (placement) {
+            std::array<double, 3> const q = placement->apply(p[0], p[1], p[2]);
+            out->addVertex(q[0], q[1], q[2]);
+        } else {
+            out->addVertex(p[0], p[1], p[2]);
+        }
+        if (report && v % kReportEvery == 0) report(v, total);
+    }
+    for (std::size_t t = 0; t < triangles; ++t) {
+        std::uint32_t const *c = &data.corners[3 * t];
+        out->addTriangle(c[0], c[1], c[2]);
+        if (report && t % kReportEvery == 0) report(vertices + t, total);
+    }
+    if (report) report(total, total);
+    return out;
+}
+
+VertexWelder::VertexWelder(OwnedMesh &owner)
+    : owner_(owner), base_(owner.vertexCount()), welder_(coords_) {}
+
 std::size_t VertexWelder::add(double x, double y, double z) {
-    odb::Point3D probe(x, y, z);
-    auto found = index_.find(&probe);
-    if (found != index_.end()) return found->second;
-    std::size_t v = owner_.addVertex(x, y, z);
-    index_.emplace(owner_.mesh().vertexList()[v]->point(), v);
-    return v;
+    std::size_t const known = welder_.vertexCount();
+    std::size_t const v = welder_.add(x, y, z);
+    if (v == known) owner_.addVertex(x, y, z);
+    return base_ + v;
 }
 
 namespace {
@@ -84,13 +132,93 @@ void checkBinaryStlSize(std::string const &path, std::uintmax_t size) {
                          std::to_string((size - 84) / 50));
 }
 
-using Triple = std::array<std::size_t, 3>;
+// The triangle count of a binary STL file, or 0 when the file is not one. The rule is the
+// importer's: binary exactly when the size is 84 bytes plus 50 per announced triangle
+// (whatever the header says, "solid" included).
+std::uint32_t binaryStlTriangles(std::string const &path, std::uintmax_t size) {
+    std::ifstream in(path, std::ios::binary);
+    unsigned char head[84];
+    if (size < 84 || !in.read(reinterpret_cast<char *>(head), 84)) return 0;
+    std::uint32_t const count = head[80] | head[81] << 8 | head[82] << 16 | std::uint32_t(head[83]) << 24;
+    return 84 + 50ull * count == size ? count : 0;
+}
 
-void appendNode(aiScene const &scene, aiNode const &node, aiMatrix4x4 const &parent,
-                VertexWelder &welder, std::vector<Triple> &triangles, std::string const &path) {
+bool isBinaryStl(std::string const &path, std::uintmax_t size) {
+    // Records are read as little-endian floats in place; other machines go through Assimp.
+    std::uint32_t const one = 1;
+    unsigned char first;
+    std::memcpy(&first, &one, 1);
+    return first == 1 && binaryStlTriangles(path, size) > 0;
+}
+
+// Reads a binary STL in this process, streaming its 50-byte records into the welder: the
+// format is fixed-size and every read is checked, so the importer's child process (and its
+// copy of the whole file) is not needed. The result is exactly what the Assimp path gives:
+// the same float coordinates, through the same identity node transform, welded in the same
+// corner order.
+ModelData readBinaryStl(std::string const &path, ImportReport const &report) {
+    std::uint32_t const triangles = binaryStlTriangles(path, std::filesystem::file_size(path));
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    if (!file || std::fseek(file.get(), 84, SEEK_SET) != 0)
+        throw InputError("'" + path + "' cannot be opened for reading");
+    ModelData out;
+    PointWelder welder(out.coords);
+    welder.reserve(triangles / 2 + 16);   // a closed mesh has about half as many vertices
+    out.corners.reserve(3 * std::size_t(triangles));
+    aiMatrix4x4 const identity;   // the root node's transform in the importer's scene
+    constexpr std::size_t kChunk = 8192;
+    std::vector<unsigned char> buffer(50 * kChunk);
+    std::vector<double> corners(9 * kChunk);
+    for (std::size_t done = 0; done < triangles;) {
+        std::size_t const n = std::min<std::size_t>(kChunk, triangles - done);
+        if (std::fread(buffer.data(), 50, n, file.get()) != n)
+            throw InputError("'" + path + "' cannot be read: it ended early");
+        for (std::size_t r = 0; r < n; ++r) {
+            unsigned char const *record = buffer.data() + 50 * r + 12;   // after the normal
+            for (int c = 0; c < 3; ++c) {
+                float xyz[3];
+                std::memcpy(xyz, record + 12 * c, sizeof xyz);
+                aiVector3D const p = identity * aiVector3D(xyz[0], xyz[1], xyz[2]);
+                if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
+                    throw InputError("'" + path + "' has a vertex with a non-finite coordinate");
+                double *q = &corners[3 * (3 * r + c)];
+                q[0] = p.x, q[1] = p.y, q[2] = p.z;
+            }
+        }
+        std::size_t const first = out.corners.size();
+        out.corners.resize(first + 3 * n);
+        welder.addAll(corners.data(), 3 * n, out.corners.data() + first);
+        done += n;
+        if (report) report(ImportStage::Reading, done, triangles);
+    }
+    return out;
+}
+
+// Walks the scene's nodes from the root, welding the corners of every triangle in the order
+// the file gives them.
+struct SceneWelder {
+    aiScene const &scene;
+    std::string const &path;
+    PointWelder &welder;
+    ModelData &out;
+    ImportReport const &report;
+    std::size_t cornersDone = 0;
+    std::size_t cornersTotal = 0;
+    void appendNode(aiNode const &node, aiMatrix4x4 const &parent);
+};
+
+// Corners the scene's nodes will ask for (meshes used by several nodes count each time).
+std::size_t countCorners(aiScene const &scene, aiNode const &node) {
+    std::size_t n = 0;
+    for (unsigned m = 0; m < node.mNumMeshes; ++m) n += 3 * std::size_t(scene.mMeshes[node.mMeshes[m]]->mNumFaces);
+    for (unsigned c = 0; c < node.mNumChildren; ++c) n += countCorners(scene, *node.mChildren[c]);
+    return n;
+}
+
+void SceneWelder::appendNode(aiNode const &node, aiMatrix4x4 const &parent) {
     aiMatrix4x4 const placement = parent * node.mTransformation;
-    constexpr std::size_t unused = std::numeric_limits<std::size_t>::max();
-    std::vector<std::size_t> local;
+    constexpr std::uint32_t unused = std::numeric_limits<std::uint32_t>::max();
+    std::vector<std::uint32_t> local;
     for (unsigned m = 0; m < node.mNumMeshes; ++m) {
         aiMesh const &mesh = *scene.mMeshes[node.mMeshes[m]];
         // Vertices are welded when a triangle first uses them, so that stray points of the
@@ -103,21 +231,26 @@ void appendNode(aiScene const &scene, aiNode const &node, aiMatrix4x4 const &par
                 aiVector3D const p = placement * mesh.mVertices[v];
                 if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
                     throw InputError("'" + path + "' has a vertex with a non-finite coordinate");
-                local[v] = welder.add(p.x, p.y, p.z);
+                try {
+                    local[v] = welder.add(p.x, p.y, p.z);
+                } catch (std::length_error const &) {
+                    throw InputError("'" + path + "' has more vertices than the tool can hold");
+                }
             }
             return local[v];
         };
         for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
             aiFace const &face = mesh.mFaces[f];
+            cornersDone += 3;
+            if (report && f % 65536 == 0) report(ImportStage::Welding, cornersDone, cornersTotal);
             if (face.mNumIndices != 3) continue;   // points and lines
-            std::size_t a = vertexOf(face.mIndices[0]);
-            std::size_t b = vertexOf(face.mIndices[1]);
-            std::size_t c = vertexOf(face.mIndices[2]);
-            triangles.push_back({{a, b, c}});
+            std::uint32_t const a = vertexOf(face.mIndices[0]);
+            std::uint32_t const b = vertexOf(face.mIndices[1]);
+            std::uint32_t const c = vertexOf(face.mIndices[2]);
+            out.corners.insert(out.corners.end(), {a, b, c});
         }
     }
-    for (unsigned c = 0; c < node.mNumChildren; ++c)
-        appendNode(scene, *node.mChildren[c], placement, welder, triangles, path);
+    for (unsigned c = 0; c < node.mNumChildren; ++c) appendNode(*node.mChildren[c], placement);
 }
 
 }  // namespace
@@ -131,9 +264,24 @@ std::string modelFormatList() { return "STL, OBJ, PLY, OFF or 3MF"; }
 
 namespace {
 
-// Reads `path` (extension `ext`, lower case) with Assimp into a welded mesh.
-std::unique_ptr<OwnedMesh> importWithAssimp(std::string const &path, std::string const &ext) {
+// Passes Assimp's reading progress on, as permille of the file.
+class ReadingProgress final : public Assimp::ProgressHandler {
+public:
+    explicit ReadingProgress(ImportReport const &report) : report_(report) {}
+    bool Update(float percentage) override {
+        if (report_ && percentage >= 0)
+            report_(ImportStage::Reading, static_cast<std::size_t>(std::min(percentage, 1.0f) * 1000), 1000);
+        return true;   // never cancel
+    }
+
+private:
+    ImportReport const &report_;
+};
+
+// Reads `path` (extension `ext`, lower case) with Assimp into a welded model.
+ModelData importWithAssimp(std::string const &path, std::string const &ext, ImportReport const &report) {
     Assimp::Importer importer;
+    importer.SetProgressHandler(new ReadingProgress(report));   // the importer owns it
     // Points and lines are dropped by the importer itself; polygons become triangles.
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     aiScene const *scene = importer.ReadFile(
@@ -154,12 +302,12 @@ std::unique_ptr<OwnedMesh> importWithAssimp(std::string const &path, std::string
         throw InputError("'" + path + "' cannot be read: " + why);
     }
 
-    return meshFromScene(*scene, path);
+    return modelFromScene(*scene, path, report);
 }
 
 }  // namespace
 
-std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
+ModelData readModel(std::string const &path, ImportReport const &report) {
     namespace fs = std::filesystem;
     std::error_code ec;
     fs::file_status status = fs::status(path, ec);
@@ -174,21 +322,32 @@ std::unique_ptr<OwnedMesh> loadModel(std::string const &path) {
     if (!probe) throw InputError("'" + path + "' cannot be opened for reading");
     std::uintmax_t size = fs::file_size(path, ec);
     if (ec || size == 0) throw InputError("'" + path + "' is empty");
-    if (ext == "stl") checkBinaryStlSize(path, size);
+    if (ext == "stl") {
+        checkBinaryStlSize(path, size);
+        if (isBinaryStl(path, size)) return readBinaryStl(path, report);
+    }
 
     // Assimp runs in a child process: corrupt files can make it crash or loop (see
     // import_sandbox.h), and the tool must answer them with a message.
-    return importIsolated([&] { return importWithAssimp(path, ext); }, path,
-                          importTimeLimit(size), importMemoryLimit(size));
+    return importIsolated([&](ImportReport const &childReport) { return importWithAssimp(path, ext, childReport); },
+                          path, importTimeLimit(size), importMemoryLimit(size), report);
 }
 
-std::unique_ptr<OwnedMesh> meshFromScene(aiScene const &scene, std::string const &source) {
-    auto out = std::make_unique<OwnedMesh>();
-    VertexWelder welder(*out);
-    std::vector<Triple> triangles;
-    if (scene.mRootNode) appendNode(scene, *scene.mRootNode, aiMatrix4x4(), welder, triangles, source);
-    for (Triple const &t : triangles) out->addTriangle(t[0], t[1], t[2]);
-    if (out->triangleCount() == 0) throw InputError("'" + source + "' contains no triangles");
+std::unique_ptr<OwnedMesh> loadModel(std::string const &path) { return buildMesh(readModel(path)); }
+
+ModelData modelFromScene(aiScene const &scene, std::string const &source, ImportReport const &report) {
+    ModelData out;
+    PointWelder welder(out.coords);
+    SceneWelder walk{scene, source, welder, out, report};
+    if (scene.mRootNode) {
+        walk.cornersTotal = countCorners(scene, *scene.mRootNode);
+        // STL repeats every corner about six times: the distinct points are far fewer.
+        welder.reserve(walk.cornersTotal / 5 + 16);
+        out.corners.reserve(walk.cornersTotal);
+        walk.appendNode(*scene.mRootNode, aiMatrix4x4());
+    }
+    if (report) report(ImportStage::Welding, walk.cornersTotal, walk.cornersTotal);
+    if (out.triangleCount() == 0) throw InputError("'" + source + "' contains no triangles");
     return out;
 }
 

@@ -9,12 +9,18 @@
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
+#include "point_welder.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <new>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct aiScene;
@@ -28,6 +34,48 @@ namespace odb = ORVANE_DATABASE;
 class InputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+// Objects of T in blocks that never move, so that a mesh can point at them, created one by
+// one without an allocation each and destroyed in the order they were made.
+template <class T>
+class StableStore {
+public:
+    StableStore() = default;
+    ~StableStore() { clear(); }
+    StableStore(StableStore const &) = delete;
+    StableStore &operator=(StableStore const &) = delete;
+
+    template <class... Args>
+    T &emplace(Args &&...args) {
+        if (blocks_.empty() || used_ == kBlock) {
+            blocks_.push_back(std::make_unique<Slot[]>(kBlock));
+            used_ = 0;
+        }
+        T *made = new (&blocks_.back()[used_]) T(std::forward<Args>(args)...);
+        ++used_;
+        ++size_;
+        return *made;
+    }
+    T &operator[](std::size_t i) { return *std::launder(reinterpret_cast<T *>(&blocks_[i / kBlock][i % kBlock])); }
+    T const &operator[](std::size_t i) const {
+        return *std::launder(reinterpret_cast<T const *>(&blocks_[i / kBlock][i % kBlock]));
+    }
+    std::size_t size() const { return size_; }
+    void clear() {
+        for (std::size_t i = 0; i < size_; ++i) (*this)[i].~T();
+        blocks_.clear();
+        used_ = size_ = 0;
+    }
+
+private:
+    struct alignas(T) Slot {
+        unsigned char bytes[sizeof(T)];
+    };
+    static constexpr std::size_t kBlock = 4096;
+    std::vector<std::unique_ptr<Slot[]>> blocks_;
+    std::size_t used_ = 0;
+    std::size_t size_ = 0;
 };
 
 // Owner of a Triangulation and of the Vertex and Triangle objects it points to.
@@ -57,8 +105,9 @@ public:
 
     std::size_t vertexCount() const { return vertices_.size(); }
     std::size_t triangleCount() const { return triangles_.size(); }
-    odb::Point3D const &point(std::size_t v) const { return *vertices_[v]->point(); }
-    odb::Triangle &triangle(std::size_t t) { return *triangles_[t]; }
+    // Vertex::point() is not const, though it only reads.
+    odb::Point3D const &point(std::size_t v) const { return *const_cast<odb::Vertex &>(vertices_[v]).point(); }
+    odb::Triangle &triangle(std::size_t t) { return triangles_[t]; }
 
     // Triangles that name one vertex twice (after welding). Kept in the mesh as read; counted
     // so that `info` can report them.
@@ -66,24 +115,63 @@ public:
 
 private:
     std::unique_ptr<odb::Triangulation> mesh_;
-    std::vector<std::unique_ptr<odb::Vertex>> vertices_;
-    std::vector<std::unique_ptr<odb::Triangle>> triangles_;
+    StableStore<odb::Vertex> vertices_;
+    StableStore<odb::Triangle> triangles_;
     std::size_t degenerate_ = 0;
 };
 
+// A model as flat arrays, the form in which it travels from the reader to the commands:
+// welded vertex coordinates and triangle corners, in the order the file gave them.
+struct ModelData {
+    std::vector<double> coords;          // x, y, z of each vertex
+    std::vector<std::uint32_t> corners;  // three vertex indices per triangle
+
+    std::size_t vertexCount() const { return coords.size() / 3; }
+    std::size_t triangleCount() const { return corners.size() / 3; }
+    // Triangles that name one vertex twice.
+    std::size_t degenerateTriangles() const;
+    // Lower and upper corner of the vertices' box (zeros for no vertex).
+    std::array<double, 6> box() const;
+};
+
+// An affine map p -> A p + t that a command applies to the coordinates while it builds the
+// mesh (to place the model where an algorithm works best) and undoes on what it writes.
+struct Placement {
+    double a[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    double t[3] = {0, 0, 0};
+    std::array<double, 3> apply(double x, double y, double z) const {
+        return {{a[0][0] * x + a[0][1] * y + a[0][2] * z + t[0],
+                 a[1][0] * x + a[1][1] * y + a[1][2] * z + t[1],
+                 a[2][0] * x + a[2][1] * y + a[2][2] * z + t[2]}};
+    }
+};
+
+// Progress of a long step: called with the work done so far and the whole (same unit).
+using ProgressReport = std::function<void(std::size_t done, std::size_t total)>;
+// The reader's progress: which of its two steps, and how far along it.
+enum class ImportStage : unsigned char { Reading = 0, Welding = 1 };
+using ImportReport = std::function<void(ImportStage stage, std::size_t done, std::size_t total)>;
+
+// Builds the Triangulation of `data`, every vertex placed by `placement` (when given), all
+// vertices before the triangles.
+std::unique_ptr<OwnedMesh> buildMesh(ModelData const &data, Placement const *placement = nullptr,
+                                     ProgressReport const &report = {});
+
 // Adds vertices to an OwnedMesh, merging a point with an earlier one when the library's
 // tolerant point order (OrvaneDatabase::LessThan, 1e-9 per coordinate) finds them
-// equivalent, so that neighbouring triangles share vertices and therefore edges.
+// equivalent, so that neighbouring triangles share vertices and therefore edges. Exactly the
+// merging of an ordered map, in linear time (PointWelder).
 class VertexWelder {
 public:
-    explicit VertexWelder(OwnedMesh &owner) : owner_(owner) {}
+    explicit VertexWelder(OwnedMesh &owner);
     // Index of the vertex at (x, y, z): an existing equivalent one, or a new one.
     std::size_t add(double x, double y, double z);
 
 private:
     OwnedMesh &owner_;
-    // Keys are the points owned by the mesh's vertices, which live as long as the owner.
-    std::map<odb::Point3D *, std::size_t, odb::OrvaneDatabase::LessThan> index_;
+    std::size_t base_;
+    std::vector<double> coords_;
+    PointWelder welder_;
 };
 
 // Model formats the reader accepts, by lower-case file extension without the dot.
@@ -97,12 +185,17 @@ std::string modelFormatList();
 // kept and counted. Throws InputError (one line: file and problem) for a missing or
 // unreadable file, an unknown format, a file the importer rejects (truncated, corrupt), a
 // file without triangles and non-finite coordinates.
+// `report`, when given, hears the importer's progress: reading (permille of the file), then
+// welding (corners done of all corners).
+ModelData readModel(std::string const &path, ImportReport const &report = {});
+// readModel, then buildMesh without placement: the welded mesh of a file.
 std::unique_ptr<OwnedMesh> loadModel(std::string const &path);
 
-// The welded mesh of an imported scene: every mesh of every node, placed by the node's
+// The welded model of an imported scene: every mesh of every node, placed by the node's
 // transforms (composed from the root down); only triangles are taken. `source` names the
 // file in messages. Throws InputError for a non-finite coordinate, a vertex index out of
 // range and a scene without triangles.
-std::unique_ptr<OwnedMesh> meshFromScene(aiScene const &scene, std::string const &source);
+ModelData modelFromScene(aiScene const &scene, std::string const &source,
+                         ImportReport const &report = {});
 
 }  // namespace orvane

@@ -49,14 +49,11 @@ TEST(ModelReader, WeldsCornersWithTheKernelsOrderAndPlacesEveryNode) {
     aiNode *moved = addNode(scene.mRootNode, 10, 0, 0);
     addNode(moved, 0, 5, 0);   // composed: (10, 5, 0)
     addNode(scene.mRootNode, 0, 0, 0);
-    auto mesh = orvane::meshFromScene(scene, "scene");
-    EXPECT_EQ(mesh->triangleCount(), 6u);
-    EXPECT_EQ(mesh->vertexCount(), 12u);   // four per placed square: shared corners welded
-    double xMax = 0, yMax = 0;
-    for (std::size_t v = 0; v < mesh->vertexCount(); ++v) {
-        xMax = std::max(xMax, mesh->point(v).x());
-        yMax = std::max(yMax, mesh->point(v).y());
-    }
+    orvane::ModelData const model = orvane::modelFromScene(scene, "scene");
+    EXPECT_EQ(model.triangleCount(), 6u);
+    EXPECT_EQ(model.vertexCount(), 12u);   // four per placed square: shared corners welded
+    std::array<double, 6> const box = model.box();
+    double const xMax = box[3], yMax = box[4];
     EXPECT_DOUBLE_EQ(xMax, 11.0);
     EXPECT_DOUBLE_EQ(yMax, 6.0);
 }

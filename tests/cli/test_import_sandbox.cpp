@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 using orvane::InputError;
-using orvane::OwnedMesh;
+using orvane::ModelData;
 
 namespace {
 
@@ -40,54 +40,51 @@ std::uint64_t bits(double v) {
 
 }  // namespace
 
-TEST(ImportSandbox, MeshesAndMessagesComeBackUnchanged) {
-    auto build = [] {
-        auto m = std::make_unique<OwnedMesh>();
-        m->addVertex(0, 0, 0);
-        m->addVertex(0.1, -1e300, 4.9e-324);
-        m->addVertex(0.1, -1e300, 4.9e-324);   // a repeated point stays its own vertex
-        m->addVertex(-0.0, 3, 1e-9);
-        m->addTriangle(0, 1, 3);
-        m->addTriangle(2, 2, 1);   // degenerate: comes back as it is
-        m->addTriangle(3, 1, 0);
+TEST(ImportSandbox, ModelsProgressAndMessagesComeBackUnchanged) {
+    auto build = [](orvane::ImportReport const &report) {
+        ModelData m;
+        m.coords = {0, 0, 0, 0.1, -1e300, 4.9e-324, 0.1, -1e300, 4.9e-324, -0.0, 3, 1e-9};
+        m.corners = {0, 1, 3, 2, 2, 1, 3, 1, 0};   // a degenerate triangle comes back as it is
+        if (report) report(orvane::ImportStage::Welding, 9, 9);
         return m;
     };
-    std::unique_ptr<OwnedMesh> direct = build();
-    std::unique_ptr<OwnedMesh> copied = orvane::importIsolated(build, "m.stl", 10);
-    ASSERT_EQ(copied->vertexCount(), direct->vertexCount());
-    ASSERT_EQ(copied->triangleCount(), direct->triangleCount());
-    for (std::size_t v = 0; v < direct->vertexCount(); ++v) {
-        EXPECT_EQ(bits(copied->point(v).x()), bits(direct->point(v).x()));
-        EXPECT_EQ(bits(copied->point(v).y()), bits(direct->point(v).y()));
-        EXPECT_EQ(bits(copied->point(v).z()), bits(direct->point(v).z()));
-    }
-    for (std::size_t t = 0; t < direct->triangleCount(); ++t)
-        for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_EQ(copied->triangle(t).vertexIndex(i), direct->triangle(t).vertexIndex(i));
+    ModelData const direct = build({});
+    std::size_t reports = 0;
+    ModelData const copied = orvane::importIsolated(build, "m.stl", 10, 0,
+                                                    [&](orvane::ImportStage stage, std::size_t done, std::size_t total) {
+                                                        EXPECT_EQ(stage, orvane::ImportStage::Welding);
+                                                        EXPECT_EQ(done, 9u);
+                                                        EXPECT_EQ(total, 9u);
+                                                        ++reports;
+                                                    });
+    EXPECT_EQ(reports, 1u);
+    ASSERT_EQ(copied.coords.size(), direct.coords.size());
+    for (std::size_t i = 0; i < direct.coords.size(); ++i) EXPECT_EQ(bits(copied.coords[i]), bits(direct.coords[i]));
+    EXPECT_EQ(copied.corners, direct.corners);
 
     EXPECT_EQ(inputError([] {
                   orvane::importIsolated(
-                      []() -> std::unique_ptr<OwnedMesh> { throw InputError("'m.stl' is empty"); },
+                      [](orvane::ImportReport const &) -> ModelData { throw InputError("'m.stl' is empty"); },
                       "m.stl", 10);
               }),
               "'m.stl' is empty");
     EXPECT_EQ(inputError([] {
                   orvane::importIsolated(
-                      []() -> std::unique_ptr<OwnedMesh> { throw std::bad_alloc(); }, "m.stl", 10);
+                      [](orvane::ImportReport const &) -> ModelData { throw std::bad_alloc(); }, "m.stl", 10);
               }),
               "'m.stl' cannot be read: not enough memory for it");
 }
 
 TEST(ImportSandbox, CrashingAndLoopingImportersBecomeMessages) {
     std::string crashed = inputError([] {
-        orvane::importIsolated([]() -> std::unique_ptr<OwnedMesh> { std::abort(); }, "m.ply", 10);
+        orvane::importIsolated([](orvane::ImportReport const &) -> ModelData { std::abort(); }, "m.ply", 10);
     });
     EXPECT_EQ(crashed.rfind("'m.ply' cannot be read: the importer ", 0), 0u) << crashed;
     EXPECT_EQ(crashed.find('\n'), std::string::npos);
 
     std::string looped = inputError([] {
         orvane::importIsolated(
-            []() -> std::unique_ptr<OwnedMesh> {
+            [](orvane::ImportReport const &) -> ModelData {
                 for (volatile unsigned long i = 0;; i = i + 1) {
                 }
             },
@@ -104,7 +101,7 @@ TEST(ImportSandbox, CapsTheChildsAddressSpace) {
     auto limitIn = [](std::uint64_t memory) {
         return inputError([memory] {
             orvane::importIsolated(
-                []() -> std::unique_ptr<OwnedMesh> {
+                [](orvane::ImportReport const &) -> ModelData {
                     rlimit seen{};
                     ::getrlimit(RLIMIT_AS, &seen);
                     throw InputError(std::to_string(seen.rlim_cur));
@@ -124,7 +121,7 @@ TEST(ImportSandbox, CapsTheChildsAddressSpace) {
     EXPECT_LT(capped, budget + (std::uint64_t(64) << 30));
     EXPECT_EQ(inputError([budget] {
                   orvane::importIsolated(
-                      []() -> std::unique_ptr<OwnedMesh> {
+                      [](orvane::ImportReport const &) -> ModelData {
                           static char *volatile kept;   // the allocation may not be elided
                           kept = new char[std::size_t(64) << 30];
                           delete[] kept;
