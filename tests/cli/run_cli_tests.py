@@ -56,7 +56,7 @@ def case_formats():
               f"{name}: info {facts}")
         svg, js = out(name + ".svg"), out(name + ".json")
         p = run("slice", name, "--layers", "3", "-o", svg, "-o", js)
-        check(" 3 layers, 6 contours, 0 open" in p.stdout, f"{name}: summary '{p.stdout.strip()}'")
+        check(" 3 layers of 0.6667, 6 contours, 0 open" in p.stdout, f"{name}: summary '{p.stdout.strip()}'")
         check(len(layer_groups(svg)) == 3, f"{name}: SVG layer groups")
         with open(js) as f:
             doc = json.load(f)
@@ -70,9 +70,9 @@ def case_formats():
         check(zs == [round(-2 / 3, 9), 0.0, round(2 / 3, 9)], f"{name}: layer heights {zs}")
     # --layer-height gives the count from the extent along the direction (2 units in z, 6 in x).
     p = run("slice", "boxes.obj", "--layer-height", "0.5", "-o", out("h.json"))
-    check(" 4 layers," in p.stdout, f"layer height 0.5 over 2 units: '{p.stdout.strip()}'")
+    check(" 4 layers of 0.5," in p.stdout, f"layer height 0.5 over 2 units: '{p.stdout.strip()}'")
     p = run("slice", "boxes.obj", "--layer-height", "0.5", "-d", "1,0,0", "-o", out("x.svg"))
-    check(" 12 layers," in p.stdout and len(layer_groups(out("x.svg"))) == 12,
+    check(" 12 layers of 0.5," in p.stdout and len(layer_groups(out("x.svg"))) == 12,
           f"layer height 0.5 over 6 units along x: '{p.stdout.strip()}'")
 
 
@@ -81,7 +81,7 @@ def case_default_model():
     check(facts["closed"] and facts["border_edges"] == 0 and facts["non_manifold_edges"] == 0,
           f"built-in part closed: {facts}")
     p = run("slice", "-o", out("part.svg"), "-o", out("part.json"))
-    check(" 20 layers," in p.stdout and " 0 open" in p.stdout, f"built-in slice: '{p.stdout.strip()}'")
+    check(" 20 layers of 1.25," in p.stdout and " 0 open" in p.stdout, f"built-in slice: '{p.stdout.strip()}'")
     layer_groups(out("part.svg"))   # parses
     with open(out("part.json")) as f:
         doc = json.load(f)
@@ -199,6 +199,94 @@ def case_interface():
     check(p.returncode == 2 and "slice" in p.stderr, "no arguments: usage on stderr, exit 2")
     p = run("slice", "boxes.obj", "-n", "2")
     check(os.path.exists(os.path.join(WORK, "boxes-slices.svg")), "default output name")
+
+
+def write_grid_solid(path, xs, ys, zs, filled):
+    """A binary STL of the union of the grid cells [xs[i], xs[i+1]] x ... for which
+    filled(i, j, k) holds: a closed surface (cells touching only along an edge aside), outward,
+    split at every grid line so that neighbouring faces share whole edges."""
+    n = (len(xs) - 1, len(ys) - 1, len(zs) - 1)
+    grid = (xs, ys, zs)
+
+    def full(c):
+        return all(0 <= c[a] < n[a] for a in range(3)) and filled(*c)
+
+    triangles = []
+    for i in range(n[0]):
+        for j in range(n[1]):
+            for k in range(n[2]):
+                if not filled(i, j, k):
+                    continue
+                for axis in range(3):
+                    for side in (0, 1):
+                        nb = [i, j, k]
+                        nb[axis] += 1 if side else -1
+                        if full(nb):
+                            continue
+                        a, b = (axis + 1) % 3, (axis + 2) % 3
+                        cell = (i, j, k)
+
+                        def corner(da, db):
+                            p = [0.0, 0.0, 0.0]
+                            p[axis] = grid[axis][cell[axis] + side]
+                            p[a] = grid[a][cell[a] + da]
+                            p[b] = grid[b][cell[b] + db]
+                            return p
+                        quad = [corner(0, 0), corner(1, 0), corner(1, 1), corner(0, 1)]
+                        if not side:
+                            quad.reverse()
+                        triangles += [(quad[0], quad[1], quad[2]), (quad[0], quad[2], quad[3])]
+    with open(path, "wb") as f:
+        f.write(b"\0" * 80 + struct.pack("<I", len(triangles)))
+        for t in triangles:
+            f.write(struct.pack("<3f", 0, 0, 0))
+            for p in t:
+                f.write(struct.pack("<3f", *p))
+            f.write(b"\0\0")
+
+
+def case_slice_placement():
+    # A block with a step exactly on a layer plane (z = -7.5 with layers of 0.2 from -20: the
+    # 63rd plane) and a square bore through it: every layer is one outer contour and one hole.
+    model = out("stepped.stl")
+    write_grid_solid(model, [0, 3, 6, 10, 20], [0, 3, 6, 10], [-20, -7.5, 0],
+                     lambda i, j, k: not (i == 1 and j == 1) and (k == 0 or i < 3))
+    facts = info(model)
+    check(facts["closed"], f"stepped block is closed: {facts}")
+    p = run("slice", model, "--layer-height", "0.2", "-o", out("stepped.json"))
+    check(" 100 layers of 0.2, 200 contours, 0 open" in p.stdout, f"stepped block: '{p.stdout.strip()}'")
+    with open(out("stepped.json")) as f:
+        doc = json.load(f)
+    heights = sorted({c["height"] for c in doc["contours"]})
+    check(len(heights) == 100 and all(abs(h - (-19.9 + 0.2 * k)) < 1e-9 for k, h in enumerate(heights)),
+          f"layer heights are -19.9 + 0.2 k: {heights[:3]} ... {heights[-3:]}")
+    check(all(c["closed"] for c in doc["contours"]), "every contour of the stepped block is closed")
+    # Every point of a contour lies on its layer's plane.
+    check(all(abs(p[2] - c["height"]) < 1e-9 for c in doc["contours"] for p in c["points"]),
+          "contour points lie at their layer's height")
+
+    # Exact layer height, the last layer thinner: 20 units in layers of 0.3 are 67 layers.
+    p = run("slice", model, "--layer-height", "0.3", "-o", out("thirds.json"))
+    check(" 67 layers of 0.3," in p.stdout, f"layers of 0.3: '{p.stdout.strip()}'")
+    with open(out("thirds.json")) as f:
+        heights = sorted({c["height"] for c in json.load(f)["contours"]})
+    check(abs(heights[0] + 19.85) < 1e-9 and abs(heights[-1] + 0.05) < 1e-9,
+          f"first and last plane at -19.85 and -0.05: {heights[0]}, {heights[-1]}")
+
+    # A tilted direction: the layers span the model's own extent along it, none is empty.
+    p = run("slice", model, "-n", "12", "-d", "1,1,1", "-o", out("tilted.json"))
+    with open(out("tilted.json")) as f:
+        layers = {c["layer"] for c in json.load(f)["contours"]}
+    check(layers == set(range(1, 13)), f"tilted slicing: layers with contours {sorted(layers)}")
+
+    # A model far below and far above the slicer's tolerances and reach.
+    for size in (0.001, 5000):
+        small = out(f"cube-{size}.stl")
+        write_grid_solid(small, [0, size / 3, size], [0, size / 3, size], [0, size / 3, size],
+                         lambda i, j, k: not (i == 0 and j == 0))
+        p = run("slice", small, "-n", "10", "-o", out(f"cube-{size}.json"))
+        check(" 10 layers of " in p.stdout and ", 10 contours, 0 open" in p.stdout,
+              f"cube of {size}: '{p.stdout.strip()}'")
 
 
 def main():
