@@ -26,7 +26,8 @@ struct ModelInput {
 };
 // Reads the model (with progress for reading and welding); builds no mesh.
 ModelInput readInput(std::string const &path, Progress &progress);
-// Builds in.mesh from in.data, placed by `placement` when given, with progress.
+// Builds in.mesh from in.data, placed by `placement` when given, with progress; then
+// empties in.data.
 void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement = nullptr);
 // readInput, then buildInputMesh without placement.
 ModelInput loadInput(std::string const &path, Progress &progress);
