@@ -32,7 +32,7 @@ void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placeme
                    in.data.vertexCount() + in.data.triangleCount());
     in.mesh = buildMesh(in.data, placement,
                         [&](std::size_t done, std::size_t total) { progress.step(done, total); });
-    ModelData().swap(in.data);   // the mesh holds the model now; its arrays would only add to the peak
+    in.data = ModelData();   // the mesh holds the model now; its arrays would only add to the peak
     progress.done();
 }
 
