@@ -8,7 +8,9 @@
 #   scripts/scale-run.sh                      build the release tool, make the model, run all
 #   scripts/scale-run.sh --grid 200           a smaller model (about 1.9 M triangles)
 #   scripts/scale-run.sh --tool PATH --model FILE --work DIR --only "info slice"
-# ORVANE_SCALE_TIMEOUT (default 600) limits each run, in seconds.
+# ORVANE_SCALE_TIMEOUT (default 600) limits each run, in seconds, and ORVANE_SCALE_MEMORY_GB
+# (default 16) its address space, so that a run that outgrows the machine fails with the
+# tool's "out of memory" instead of waking the kernel's OOM killer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,6 +31,7 @@ while [[ $# -gt 0 ]]; do
   esac
 done
 limit="${ORVANE_SCALE_TIMEOUT:-600}"
+memory_kb=$(( ${ORVANE_SCALE_MEMORY_GB:-16} * 1024 * 1024 ))
 
 scripts/deps.sh
 if [[ -z "$tool" ]]; then
@@ -50,7 +53,8 @@ run() {
   local name="$1"; shift
   local log="$work/$name.log" timing="$work/$name.time"
   local status=0
-  timeout "$limit" /usr/bin/time -v -o "$timing" "$tool" --progress "$name" "$model" "$@" \
+  (ulimit -v "$memory_kb"
+   exec timeout "$limit" /usr/bin/time -v -o "$timing" "$tool" --progress "$name" "$model" "$@") \
     >"$work/$name.out" 2>"$log" || status=$?
   local wall rss phases
   wall=$(awk -F': ' '/Elapsed \(wall clock\)/ {print $2}' "$timing" 2>/dev/null || true)
