@@ -2,12 +2,14 @@
 
 #include "arrays.h"
 #include "flat_hash.h"
+#include "release_queue.h"
 
 #include "BSPTree.h"
 
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace orvane::python {
 
@@ -15,10 +17,10 @@ namespace py = pybind11;
 
 Mesh::Mesh(ModelData data) : data_(std::move(data)) {}
 
-// The tree, then the mesh it was built from, then the arrays.
+// The kernel's objects go off the caller's time (Python holds the GIL here): the tree first,
+// then the mesh it was built from (a pair releases its second member first).
 Mesh::~Mesh() {
-    tree_.reset();
-    kernel_.reset();
+    if (kernel_) releaseLater(std::make_pair(std::move(kernel_), std::move(tree_)));
 }
 
 OwnedMesh &Mesh::kernelMesh() {

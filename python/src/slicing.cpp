@@ -108,34 +108,40 @@ SliceRun sliceModelLayers(ModelData const &model, Vec3 const &direction, long lo
     run.clear = plan.clear;
     run.clearance = plan.clearance;
 
-    std::vector<Layer> byPlane(static_cast<std::size_t>(plan.layers));
-    {
-        std::unique_ptr<OwnedMesh> placed = buildMesh(model, &plan.placement);
-        placed->addVertex(plan.guardLow[0], plan.guardLow[1], plan.guardLow[2]);
-        placed->addVertex(plan.guardHigh[0], plan.guardHigh[1], plan.guardHigh[2]);
-        for (odb::Triangle *t : placed->mesh().triangleList())
-            for (int e = 0; e < 3 && run.closed; ++e) run.closed = t->edge(e)->triangles->size() == 2;
-
-        odb::Direction3D up(0, 0, 1);
+    // What the run leaves behind, released in reverse order.
+    struct Spent final : Garbage {
+        std::unique_ptr<OwnedMesh> placed;
         ContourList contours;
-        auto profiler = std::make_unique<odb::Profiler>(&placed->mesh(), &up, static_cast<int>(plan.slicerPlanes()));
-        profiler->generateProfile(contours.items);
-        profiler.reset();
+        std::unique_ptr<odb::Profiler> profiler;
+    };
+    auto spent = std::make_unique<Spent>();
+    spent->placed = buildMesh(model, &plan.placement);
+    OwnedMesh &placed = *spent->placed;
+    placed.addVertex(plan.guardLow[0], plan.guardLow[1], plan.guardLow[2]);
+    placed.addVertex(plan.guardHigh[0], plan.guardHigh[1], plan.guardHigh[2]);
+    for (odb::Triangle *t : placed.mesh().triangleList())
+        for (int e = 0; e < 3 && run.closed; ++e) run.closed = t->edge(e)->triangles->size() == 2;
 
-        for (long long k = 0; k < plan.layers; ++k) {
-            byPlane[k].index = static_cast<int>(k + 1);
-            byPlane[k].height = plan.height(k);
-        }
-        for (odb::PLC *plc : contours.items) {
-            ContourData data = contourData(*plc);
-            if (data.points.empty()) continue;
-            long long const k = plan.layerOf(data.points[0].z());
-            if (k < 0) continue;   // a guard plane (never cut)
-            for (odb::Point3D &p : data.points) p = plan.toModel(p, k);
-            if (!data.closed) ++run.openContours;
-            byPlane[k].contours.push_back(std::move(data));
-        }
+    odb::Direction3D up(0, 0, 1);
+    spent->profiler = std::make_unique<odb::Profiler>(&placed.mesh(), &up, static_cast<int>(plan.slicerPlanes()));
+    spent->profiler->generateProfile(spent->contours.items);
+
+    std::vector<Layer> byPlane(static_cast<std::size_t>(plan.layers));
+    for (long long k = 0; k < plan.layers; ++k) {
+        byPlane[k].index = static_cast<int>(k + 1);
+        byPlane[k].height = plan.height(k);
     }
+    for (odb::PLC *plc : spent->contours.items) {
+        ContourData data = contourData(*plc);
+        if (data.points.empty()) continue;
+        long long const k = plan.layerOf(data.points[0].z());
+        if (k < 0) continue;   // a guard plane (never cut)
+        for (odb::Point3D &p : data.points) p = plan.toModel(p, k);
+        if (!data.closed) ++run.openContours;
+        byPlane[k].contours.push_back(std::move(data));
+    }
+    run.spent = std::move(spent);
+
     ViewFrame frame;
     frame.u = plan.axisU;
     frame.v = plan.axisV;
@@ -201,6 +207,7 @@ py::list sliceMesh(Mesh &mesh, py::handle direction, py::handle layers, py::hand
         for (ContourData const &c : sliced.open) layer.openContours.append(contourPoints(c));
         out.append(py::cast(std::move(layer)));
     }
+    releaseLater(std::move(run.spent));
     return out;
 }
 

@@ -3,6 +3,7 @@
 // places and classifies them, nested into polygons (an outer contour with the holes directly
 // inside it) and handed to Python as NumPy arrays.
 #include "mesh.h"
+#include "release_queue.h"
 #include "slice_plan.h"
 
 #include <pybind11/numpy.h>
@@ -37,6 +38,9 @@ struct SliceRun {
     double clearance = 0;     // nearest distance of a vertex to a plane
     bool closed = true;       // the model has neither border nor non-manifold edges
     std::size_t openContours = 0;
+    // The slicer, its placed mesh and its contours, to be released once the layers are
+    // handed over (release_queue.h).
+    std::unique_ptr<Garbage> spent;
 };
 
 // Slices `model` (at least one triangle) along `direction` (not zero): `layers` layers over

@@ -82,7 +82,7 @@ VoxelRun voxelizeModel(ModelData const &model, std::array<std::size_t, 3> const 
         odb::Voxelization voxels(owned->releaseMesh(), counts[0], counts[1], counts[2], feedback);
         voxels.voxelize(quads.vertices, quads.indices);
     }
-    owned.reset();
+    run.spent = std::make_unique<HeldGarbage<std::unique_ptr<OwnedMesh>>>(std::move(owned));
     if (quads.indices.empty()) return run;
 
     // The grid over the model's box, as the voxelizer lays it.
@@ -183,7 +183,9 @@ py::tuple voxelizeMesh(Mesh &mesh, py::handle grid, py::handle progress) {
     py::array_t<bool> occupancy({static_cast<py::ssize_t>(counts[0]), static_cast<py::ssize_t>(counts[1]),
                                  static_cast<py::ssize_t>(counts[2])});
     std::copy(run.occupancy.begin(), run.occupancy.end(), occupancy.mutable_data());
-    return py::make_tuple(occupancy, py::cast(std::make_unique<Mesh>(std::move(run.surface))));
+    py::tuple out = py::make_tuple(occupancy, py::cast(std::make_unique<Mesh>(std::move(run.surface))));
+    releaseLater(std::move(run.spent));
+    return out;
 }
 
 }  // namespace orvane::python

@@ -2,6 +2,7 @@
 // Mesh.voxelize: the kernel's Voxelization of a mesh, as an occupancy array and the outer
 // surface of the marked cells.
 #include "mesh.h"
+#include "release_queue.h"
 
 #include "Feedback.h"
 
@@ -22,6 +23,7 @@ constexpr long long kMostCells = 1LL << 29;
 struct VoxelRun {
     std::vector<std::uint8_t> occupancy;   // 1 for a marked cell, (i * ny + j) * nz + k
     ModelData surface;
+    std::unique_ptr<Garbage> spent;   // the kernel mesh voxelized, to be released afterwards
 };
 
 // Voxelizes `model` on a grid of counts[0] x counts[1] x counts[2] cells over its box. The
