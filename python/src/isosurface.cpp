@@ -130,6 +130,9 @@ py::object marchingCubes(py::handle values, py::handle spacing, py::handle origi
         py::gil_scoped_release release;
         surface = polygonise(v, counts, step, start);
     }
+    for (double c : surface.coords)
+        if (!std::isfinite(c))
+            throw py::value_error("spacing and origin place the surface beyond the range of float64");
     return py::cast(std::make_unique<Mesh>(std::move(surface)));
 }
 

@@ -9,10 +9,13 @@
 // that needs the GIL while the lock is held (the voxelizer's progress) cannot deadlock with a
 // thread that waits for the lock.
 //
-// Inside a KernelWork scope no Python object may be created, changed or released.
+// Inside a KernelWork scope no Python object may be created, changed or released. Python code
+// that runs while the lock is held (a progress callback) cannot start kernel work of its own:
+// that raises RuntimeError instead of waiting for itself.
 #include <pybind11/pybind11.h>
 
 #include <mutex>
+#include <stdexcept>
 
 namespace orvane::python {
 
@@ -25,7 +28,27 @@ public:
     KernelWork &operator=(KernelWork const &) = delete;
 
 private:
-    pybind11::gil_scoped_release release_;   // first in, last out: the GIL comes back after unlocking
+    // Marks the thread as doing kernel work; refuses to when it already is.
+    class Entry {
+    public:
+        Entry() {
+            if (inside()) throw std::runtime_error("orvane functions cannot be called from a progress callback");
+            inside() = true;
+        }
+        ~Entry() { inside() = false; }
+        Entry(Entry const &) = delete;
+        Entry &operator=(Entry const &) = delete;
+
+    private:
+        static bool &inside() {
+            thread_local bool flag = false;
+            return flag;
+        }
+    };
+
+    // In this order: the check, then the GIL released, then the lock taken (and back again).
+    Entry entry_;
+    pybind11::gil_scoped_release release_;
     std::unique_lock<std::mutex> lock_;
 };
 

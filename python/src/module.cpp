@@ -172,8 +172,8 @@ an error here too.
 
 Example:
     >>> mesh = orvane.Mesh.load("bracket.stl")
-    >>> mesh.triangles.shape
-    (2468, 3)
+    >>> mesh.triangles.shape, mesh.is_closed
+    ((2468, 3), True)
 )doc";
 
 char const *const kSaveDoc = R"doc(Writes the mesh to a file by its extension: .stl (binary), .obj or .ply (binary).
@@ -223,9 +223,9 @@ int64 array giving, for each triangle of this mesh, the index of its face in `fa
 closed mesh is one face.
 
 Example:
-    >>> faces, face_of = cube.segment(30)
-    >>> len(faces), face_of.tolist()[:4]
-    (6, [0, 0, 1, 1])
+    >>> faces, face_of = orvane.builtin_part().segment(30)
+    >>> len(faces), face_of.dtype, len(face_of)
+    (13, dtype('int64'), 4800)
 )doc";
 
 char const *const kBoundariesDoc = R"doc(The border contours of the mesh (chains of edges that only one triangle uses).
@@ -234,7 +234,8 @@ Returns a list of (K, 3) float64 arrays, each running against the winding of its
 closed border's last point repeats its first. A closed mesh has none.
 
 Example:
-    >>> [b.shape for b in open_box.boundaries()]
+    >>> square = orvane.Mesh([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]], [[0, 1, 2], [0, 2, 3]])
+    >>> [b.shape for b in square.boundaries()]
     [(5, 3)]
 )doc";
 
@@ -252,7 +253,7 @@ grid. surface is the outer surface of the marked cells as a Mesh: faces between 
 cells left out, every face wound counter-clockwise seen from outside (normals outward).
 
 Example:
-    >>> occupancy, surface = mesh.voxelize((64, 64, 32), progress=print)
+    >>> occupancy, surface = orvane.builtin_part().voxelize((64, 64, 32), progress=print)
     >>> occupancy.shape, occupancy.dtype
     ((64, 64, 32), dtype('bool'))
 )doc";
@@ -333,7 +334,7 @@ PYBIND11_MODULE(orvane, m) {
                 return readOnlyRows(mesh.data().coords.data(), mesh.vertexCount(), self);
             },
             "(N, 3) float64, read-only view of the vertex coordinates.\n\n"
-            "Example:\n    >>> mesh.vertices[:, 2].max()   # the top\n    25.0")
+            "Example:\n    >>> orvane.builtin_part().vertices[:, 2].max()   # the top\n    25.0")
         .def_property_readonly(
             "triangles",
             [](py::object self) {
@@ -341,7 +342,7 @@ PYBIND11_MODULE(orvane, m) {
                 return readOnlyRows(mesh.data().corners.data(), mesh.triangleCount(), self);
             },
             "(M, 3) uint32, read-only view of the triangles' vertex indices.\n\n"
-            "Example:\n    >>> mesh.vertices[mesh.triangles].shape   # corner coordinates\n    (4200, 3, 3)")
+            "Example:\n    >>> mesh = orvane.builtin_part()\n    >>> mesh.vertices[mesh.triangles].shape   # corner coordinates\n    (4800, 3, 3)")
         .def_property_readonly(
             "bounds",
             [](Mesh const &mesh) {
@@ -349,7 +350,7 @@ PYBIND11_MODULE(orvane, m) {
                 return pointArray(box.data(), 2);
             },
             "(2, 3) float64: the lowest and the highest corner of the vertices' box (zeros without "
-            "vertices).\n\nExample:\n    >>> lo, hi = mesh.bounds\n    >>> hi - lo\n    array([90., 90., 25.])")
+            "vertices).\n\nExample:\n    >>> lo, hi = orvane.builtin_part().bounds\n    >>> hi - lo\n    array([90., 90., 25.])")
         .def_property_readonly(
             "is_closed",
             [](Mesh &mesh) {
@@ -363,12 +364,13 @@ PYBIND11_MODULE(orvane, m) {
             [](py::object self) { return edgePairs(edgeFiguresOf(self.cast<Mesh &>()).border, self); },
             "(E, 2) uint32, read-only: the edges that only one triangle uses, as vertex index pairs "
             "(lower index first, sorted). One edge per undirected vertex pair, as `orvane info` "
-            "counts them.\n\nExample:\n    >>> len(open_box.border_edges)\n    4")
+            "counts them.\n\nExample:\n    >>> square = orvane.Mesh([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]], [[0, 1, 2], [0, 2, 3]])\n"
+            "    >>> square.border_edges.tolist()\n    [[0, 1], [0, 3], [1, 2], [2, 3]]")
         .def_property_readonly(
             "nonmanifold_edges",
             [](py::object self) { return edgePairs(edgeFiguresOf(self.cast<Mesh &>()).nonManifold, self); },
             "(E, 2) uint32, read-only: the edges that more than two triangles use, as vertex index "
-            "pairs (lower index first, sorted).\n\nExample:\n    >>> len(mesh.nonmanifold_edges)\n    0")
+            "pairs (lower index first, sorted).\n\nExample:\n    >>> len(orvane.builtin_part().nonmanifold_edges)\n    0")
         .def("slice", &sliceMesh, py::arg("direction") = py::make_tuple(0, 0, 1), py::arg("layers") = py::none(),
              py::arg("layer_height") = py::none(), kSliceDoc)
         .def("segment", &segmentMesh, py::arg("angle") = 30.0, kSegmentDoc)
@@ -384,8 +386,8 @@ PYBIND11_MODULE(orvane, m) {
 
     py::class_<PythonPolygon>(m, "Polygon",
                         "A closed region of a layer: an outer contour and the holes directly inside it.\n\n"
-                        "Example:\n    >>> p = layers[0].polygons[0]\n    >>> p.outer.shape, len(p.holes)\n"
-                        "    ((97, 3), 5)")
+                        "Example:\n    >>> p = orvane.builtin_part().slice(layers=20)[0].polygons[0]\n"
+                        "    >>> p.outer.shape, len(p.holes)\n    ((289, 3), 5)")
         .def_readonly("outer", &PythonPolygon::outer, "(K, 3) float64: the outer contour, last point = first point.")
         .def_readonly("holes", &PythonPolygon::holes, "list of (K, 3) float64 arrays: the holes, each closed.")
         .def("__repr__", [](PythonPolygon const &p) {
@@ -395,8 +397,8 @@ PYBIND11_MODULE(orvane, m) {
 
     py::class_<PythonLayer>(m, "Layer",
                       "One layer of Mesh.slice: its number, its plane's height and its contours.\n\n"
-                      "Example:\n    >>> layer = mesh.slice(layers=10)[3]\n    >>> layer.index, len(layer.polygons)\n"
-                      "    (4, 1)")
+                      "Example:\n    >>> layer = orvane.builtin_part().slice(layers=10)[3]\n"
+                      "    >>> layer.index, len(layer.polygons)\n    (4, 1)")
         .def_readonly("index", &PythonLayer::index, "1-based number of the layer, in slicing order.")
         .def_readonly("height", &PythonLayer::height,
                       "Position of the layer's plane along the slicing direction (dot product with the unit "
@@ -412,7 +414,7 @@ PYBIND11_MODULE(orvane, m) {
     m.def(
         "builtin_part", [] { return std::make_unique<Mesh>(makeDefaultModel()); },
         "The orvane tool's built-in part as a Mesh: a 90 x 90 x 8 flange plate with four holes and a\n"
-        "bored boss rising to z = 25, closed and outward-oriented, about 4,000 triangles.\n\n"
+        "bored boss rising to z = 25, closed and outward-oriented, 4,800 triangles.\n\n"
         "Example:\n    >>> orvane.builtin_part().bounds.tolist()\n    [[-45.0, -45.0, 0.0], [45.0, 45.0, 25.0]]");
     m.def("_heap_bytes", &heapBytes,
           "Bytes the C allocator holds for live allocations, once the releases still under way\n"

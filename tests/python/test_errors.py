@@ -63,6 +63,8 @@ NAN[3, 1] = np.nan
     (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), spacing=0), ValueError, "spacing must be greater than 0"),
     (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), spacing=(1, -1, 1)), ValueError, "every axis"),
     (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), origin=(0, 0)), ValueError, "origin must be three numbers"),
+    (lambda: orvane.marching_cubes(np.array([[[-1, 1], [1, 1]], [[1, 1], [1, 1]]]), spacing=1e308, origin=(1.7e308, 0, 0)),
+     ValueError, "beyond the range of float64"),
 ])
 def test_bad_arguments(call, error, words):
     with pytest.raises(error, match=words):

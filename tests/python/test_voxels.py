@@ -66,3 +66,10 @@ def test_flat_mesh_drops_collapsed_faces():
     assert occupancy[:, :, 1:].sum() == 0 and occupancy.sum() > 0
     t = surface.triangles
     assert not np.any((t[:, 0] == t[:, 1]) | (t[:, 1] == t[:, 2]) | (t[:, 0] == t[:, 2]))
+
+
+def test_callback_cannot_start_kernel_work():
+    part = orvane.builtin_part()
+    with pytest.raises(RuntimeError, match="cannot be called from a progress callback"):
+        part.voxelize(4, progress=lambda message: part.slice(layers=2))
+    assert len(part.slice(layers=2)) == 2   # the lock was given back
