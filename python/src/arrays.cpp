@@ -148,17 +148,20 @@ py::array_t<double> contourPoints(ContourData const &contour) {
 
 namespace {
 template <class T>
-py::array readOnly(T const *data, std::size_t rows, py::handle owner) {
-    py::array out(py::dtype::of<T>(), {static_cast<py::ssize_t>(rows), py::ssize_t(3)},
-                  {static_cast<py::ssize_t>(3 * sizeof(T)), static_cast<py::ssize_t>(sizeof(T))}, data, owner);
+py::array readOnly(T const *data, std::size_t rows, std::size_t columns, py::handle owner) {
+    py::ssize_t const size = sizeof(T);
+    py::array out(py::dtype::of<T>(), {static_cast<py::ssize_t>(rows), static_cast<py::ssize_t>(columns)},
+                  {static_cast<py::ssize_t>(columns) * size, size}, data, owner);
     py::detail::array_proxy(out.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
     return out;
 }
 }  // namespace
 
-py::array readOnlyRows(double const *data, std::size_t rows, py::handle owner) { return readOnly(data, rows, owner); }
-py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, py::handle owner) {
-    return readOnly(data, rows, owner);
+py::array readOnlyRows(double const *data, std::size_t rows, std::size_t columns, py::handle owner) {
+    return readOnly(data, rows, columns, owner);
+}
+py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, std::size_t columns, py::handle owner) {
+    return readOnly(data, rows, columns, owner);
 }
 
 }  // namespace orvane::python

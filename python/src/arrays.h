@@ -42,8 +42,8 @@ py::array_t<double> pointArray(double const *xyz, std::size_t rows);
 // A contour's points as a new (K, 3) float64 array.
 py::array_t<double> contourPoints(ContourData const &contour);
 
-// A read-only view of `rows` x 3 values that `owner` keeps alive (no copy).
-py::array readOnlyRows(double const *data, std::size_t rows, py::handle owner);
-py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, py::handle owner);
+// A read-only view of `rows` x `columns` values that `owner` keeps alive (no copy).
+py::array readOnlyRows(double const *data, std::size_t rows, std::size_t columns, py::handle owner);
+py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, std::size_t columns, py::handle owner);
 
 }  // namespace orvane::python

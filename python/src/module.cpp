@@ -100,10 +100,7 @@ py::array_t<std::int8_t> containsPoints(Mesh &mesh, py::handle points) {
 }
 
 py::array edgePairs(std::vector<std::uint32_t> const &pairs, py::handle owner) {
-    py::array out(py::dtype::of<std::uint32_t>(), {static_cast<py::ssize_t>(pairs.size() / 2), py::ssize_t(2)},
-                  {py::ssize_t(8), py::ssize_t(4)}, pairs.data(), owner);
-    py::detail::array_proxy(out.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
-    return out;
+    return readOnlyRows(pairs.data(), pairs.size() / 2, 2, owner);
 }
 
 EdgeFigures const &edgeFiguresOf(Mesh &mesh) {
@@ -114,8 +111,12 @@ EdgeFigures const &edgeFiguresOf(Mesh &mesh) {
 std::size_t heapBytes() {
     drainReleases();
     if (__sanitizer_get_current_allocated_bytes) return __sanitizer_get_current_allocated_bytes();
+#if defined(__GLIBC__)
     struct mallinfo2 const info = mallinfo2();
     return info.uordblks + info.hblkhd;
+#else
+    return 0;   // no way to tell
+#endif
 }
 
 char const *const kModuleDoc = R"doc(Orvane's geometry kernel for 3-D printing on NumPy arrays.
@@ -331,7 +332,7 @@ PYBIND11_MODULE(orvane, m) {
             "vertices",
             [](py::object self) {
                 Mesh const &mesh = self.cast<Mesh const &>();
-                return readOnlyRows(mesh.data().coords.data(), mesh.vertexCount(), self);
+                return readOnlyRows(mesh.data().coords.data(), mesh.vertexCount(), 3, self);
             },
             "(N, 3) float64, read-only view of the vertex coordinates.\n\n"
             "Example:\n    >>> orvane.builtin_part().vertices[:, 2].max()   # the top\n    25.0")
@@ -339,7 +340,7 @@ PYBIND11_MODULE(orvane, m) {
             "triangles",
             [](py::object self) {
                 Mesh const &mesh = self.cast<Mesh const &>();
-                return readOnlyRows(mesh.data().corners.data(), mesh.triangleCount(), self);
+                return readOnlyRows(mesh.data().corners.data(), mesh.triangleCount(), 3, self);
             },
             "(M, 3) uint32, read-only view of the triangles' vertex indices.\n\n"
             "Example:\n    >>> mesh = orvane.builtin_part()\n    >>> mesh.vertices[mesh.triangles].shape   # corner coordinates\n    (4800, 3, 3)")

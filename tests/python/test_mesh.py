@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import orvane
-from conftest import box, real_mesh, run_tool, write_off
+from conftest import box, real_mesh, run_tool
 
 
 def soup_of(v, t):
@@ -87,11 +87,3 @@ def test_save_and_load_round_trip(tmp_path, ext, tolerance):
     again = orvane.Mesh.load(str(tmp_path / f"part.{ext}"))
     assert again.triangles.shape == part.triangles.shape and again.is_closed
     assert np.allclose(again.vertices[again.triangles], part.vertices[part.triangles], atol=tolerance * 100)
-
-
-def test_load_reads_every_format_alike(tmp_path):
-    v, t = box((-1, -2, -3), (4, 5, 6))
-    path = write_off(tmp_path / "box.off", v, t)
-    mesh = orvane.Mesh.load(path)
-    assert mesh.is_closed and mesh.bounds.tolist() == [[-1, -2, -3], [4, 5, 6]]
-    assert np.array_equal(mesh.vertices[mesh.triangles], v[t])
