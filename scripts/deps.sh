@@ -1,12 +1,14 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and running Orvane need, when they
 # are missing. Runs apt-get as root, or through sudo when that is available.
-#   scripts/deps.sh            everything (library, tests, benchmarks, command-line tool)
+#   scripts/deps.sh            everything (library, tests, benchmarks, command-line tool, Python
+#                              module with its tests and example)
 #   scripts/deps.sh fuzz       also clang and its sanitizer runtimes, for the fuzz targets
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libassimp-dev libcli11-dev
-          nlohmann-json3-dev python3 time)
+          nlohmann-json3-dev python3 time
+          python3-dev pybind11-dev python3-pybind11 python3-numpy python3-pytest python3-matplotlib)
 if [[ "${1:-}" == "fuzz" ]]; then
   packages+=(clang libclang-rt-dev)
 fi

@@ -1,0 +1,73 @@
+"""Mesh.segment and Mesh.boundaries give the tool's faces (in its order) and border contours,
+and every triangle is mapped to the face that holds it."""
+import numpy as np
+import pytest
+
+import orvane
+from conftest import box, real_mesh, run_tool, tool_json
+
+
+def obj_groups(path):
+    """The tool's OBJ: a group per face, corners as 1-based indices into one vertex list."""
+    vertices, groups = [], []
+    for line in open(path):
+        fields = line.split()
+        if fields[:1] == ["v"]:
+            vertices.append([float(x) for x in fields[1:4]])
+        elif fields[:1] == ["g"]:
+            groups.append([])
+        elif fields[:1] == ["f"]:
+            groups[-1].append([int(c.split("/")[0]) - 1 for c in fields[1:]])
+    vertices = np.array(vertices)
+    return [vertices[np.array(g)] for g in groups]
+
+
+def assert_faces_partition(mesh, faces, face_of):
+    assert face_of.dtype == np.int64 and face_of.shape == (len(mesh.triangles),)
+    assert sorted(np.bincount(face_of, minlength=len(faces))) == sorted(len(f.triangles) for f in faces)
+    for f, face in enumerate(faces):
+        # The face's triangles are the source's triangles of that face, in the source's order.
+        assert np.array_equal(face.vertices[face.triangles], mesh.vertices[mesh.triangles[face_of == f]])
+
+
+@pytest.mark.parametrize("name, angle", [("fandisk.off", 30), ("mech-holes-shark.off", 20), ("joint.off", 5)])
+def test_faces_equal_tool(tmp_path, name, angle):
+    path = real_mesh(name)
+    run_tool("segment", path, "--angle", angle, "-o", tmp_path / "faces.obj")
+    mesh = orvane.Mesh.load(path)
+    faces, face_of = mesh.segment(angle)
+    expected = obj_groups(tmp_path / "faces.obj")
+    assert len(faces) == len(expected)
+    for face, corners in zip(faces, expected):
+        assert np.allclose(face.vertices[face.triangles], corners, rtol=1e-6, atol=1e-6)
+    assert_faces_partition(mesh, faces, face_of)
+
+
+def test_cube_smooth_sphere_and_repeated_triangles():
+    v, t = box((0, 0, 0), (1, 1, 1))
+    cube = orvane.Mesh(v, t)
+    faces, face_of = cube.segment(30)
+    assert len(faces) == 6 and face_of.tolist() == [0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 5, 5]
+    assert all(f.border_edges.shape == (4, 2) for f in faces)
+    assert len(cube.segment(90)[0]) == 1   # no edge sharper than 90 degrees: one face
+    x, y, z = np.mgrid[-1:1:21j, -1:1:21j, -1:1:21j]
+    ball = orvane.marching_cubes(x * x + y * y + z * z - 0.7, spacing=0.1)
+    faces, face_of = ball.segment(60)
+    assert len(faces) == 1 and not face_of.any()
+    # A triangle given twice: each copy is claimed by one face.
+    twice = orvane.Mesh(v, np.vstack([t, t[:1]]))
+    assert_faces_partition(twice, *twice.segment(30))
+
+
+def test_boundaries_equal_tool(tmp_path):
+    v, t = box((0, 0, 0), (1, 1, 1))
+    open_box = orvane.Mesh(v, t[2:])
+    [border] = open_box.boundaries()
+    assert border.shape == (5, 3) and np.array_equal(border[0], border[-1])
+    assert orvane.Mesh(v, t).boundaries() == []
+    path = real_mesh("elephant-with-holes.off")
+    doc = tool_json(tmp_path, "boundaries", path)
+    got = orvane.Mesh.load(path).boundaries()
+    assert len(got) == len(doc["contours"]) > 1
+    for contour, expected in zip(got, doc["contours"]):
+        assert np.array_equal(contour, np.array(expected["points"]))

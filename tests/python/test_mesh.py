@@ -1,0 +1,89 @@
+"""Mesh from arrays and files: welding exactly as the tool's reader welds, the arrays' shapes,
+dtypes and ownership, and the figures `orvane info` reports."""
+import json
+import struct
+
+import numpy as np
+import pytest
+
+import orvane
+from conftest import box, real_mesh, run_tool
+
+
+def soup_of(v, t):
+    """Every triangle with corners of its own, as a binary STL stores them."""
+    return v[t].reshape(-1, 3), np.arange(3 * len(t)).reshape(-1, 3)
+
+
+def write_binary_stl(path, corners):
+    with open(path, "wb") as f:
+        f.write(b"\0" * 80 + struct.pack("<I", len(corners) // 3))
+        for tri in corners.reshape(-1, 3, 3).astype(np.float32):
+            f.write(b"\0" * 12 + tri.tobytes() + b"\0\0")
+    return path
+
+
+def test_arrays_are_read_only_views_with_fixed_dtypes():
+    v, t = box((0, 0, 0), (1, 2, 3))
+    mesh = orvane.Mesh(v.astype(np.float32), t.astype(np.int16))
+    assert mesh.vertices.dtype == np.float64 and mesh.vertices.shape == (8, 3)
+    assert mesh.triangles.dtype == np.uint32 and mesh.triangles.shape == (12, 3)
+    assert np.array_equal(mesh.vertices, v) and np.array_equal(mesh.triangles, t)
+    for a in (mesh.vertices, mesh.triangles):
+        assert not a.flags.writeable and not a.flags.owndata
+        with pytest.raises(ValueError):
+            a[0] = 0
+    assert not mesh.border_edges.flags.writeable
+    # A view keeps its mesh alive.
+    view = orvane.Mesh(v, t).vertices
+    assert np.array_equal(view, v)
+    assert np.array_equal(mesh.bounds, [[0, 0, 0], [1, 2, 3]])
+
+
+def test_weld_equals_the_tools_reader(tmp_path):
+    v, t = box((0, 0, 0), (1, 2, 3))
+    corners, soup = soup_of(v + [0.1, 0.2, 0.3], t)
+    loaded = orvane.Mesh.load(write_binary_stl(tmp_path / "box.stl", corners))
+    welded = orvane.Mesh(corners.astype(np.float32), soup, weld=True)
+    assert np.array_equal(loaded.vertices, welded.vertices)
+    assert np.array_equal(loaded.triangles, welded.triangles)
+    assert welded.vertices.shape == (8, 3) and welded.is_closed
+    assert not orvane.Mesh(corners, soup).is_closed
+
+
+def test_weld_tolerance_and_unused_vertices():
+    v = np.array([[0, 0, 0], [1, 0, 0], [0, 1, 0], [1e-10, 0, 0], [1, 1e-8, 0], [5, 5, 5]])
+    mesh = orvane.Mesh(v, [[0, 1, 2], [3, 4, 2]], weld=True)
+    # 1e-10 apart merges, 1e-8 apart does not; the unused vertex goes.
+    assert mesh.triangles.tolist() == [[0, 1, 2], [0, 3, 2]]
+    assert len(mesh.vertices) == 4
+    assert len(orvane.Mesh(v, [[0, 1, 2]]).vertices) == 6
+
+
+@pytest.mark.parametrize("name", ["elephant-with-holes.off", "mesh_with_border.off", "pinion.off"])
+def test_figures_equal_tool_info(name):
+    path = real_mesh(name)
+    facts = json.loads(run_tool("info", "--json", path))
+    mesh = orvane.Mesh.load(path)
+    assert (len(mesh.triangles), len(mesh.vertices)) == (facts["triangles"], facts["vertices"])
+    assert len(mesh.border_edges) == facts["border_edges"]
+    assert len(mesh.nonmanifold_edges) == facts["non_manifold_edges"]
+    assert mesh.is_closed == facts["closed"]
+    assert mesh.bounds.tolist() == facts["box"]
+
+
+def test_edges_of_an_open_and_a_non_manifold_mesh():
+    v, t = box((0, 0, 0), (1, 1, 1))
+    open_box = orvane.Mesh(v, t[2:])
+    assert open_box.border_edges.tolist() == [[0, 1], [0, 2], [1, 3], [2, 3]]
+    fin = orvane.Mesh(np.vstack([v, [[2, 0, 0]]]), np.vstack([t, [[0, 1, 8]]]))
+    assert fin.nonmanifold_edges.tolist() == [[0, 1]] and not fin.is_closed
+
+
+@pytest.mark.parametrize("ext, tolerance", [("stl", 1e-6), ("obj", 1e-5), ("ply", 1e-6)])
+def test_save_and_load_round_trip(tmp_path, ext, tolerance):
+    part = orvane.builtin_part()
+    part.save(tmp_path / f"part.{ext}")
+    again = orvane.Mesh.load(str(tmp_path / f"part.{ext}"))
+    assert again.triangles.shape == part.triangles.shape and again.is_closed
+    assert np.allclose(again.vertices[again.triangles], part.vertices[part.triangles], atol=tolerance * 100)
