@@ -57,9 +57,13 @@ public:
     Edge *create(std::size_t first, std::size_t second) {
         std::uint32_t const n = static_cast<std::uint32_t>(m_records.size());
         bool const compact = isCompact(first, second);
-        reserve(compact ? 1 : 0, compact ? std::max(first, second) : 0);
-        if (!compact) m_wide.emplace(std::make_pair(first, second), n);
-        Record &made = m_records.emplace_back();   // cannot fail after reserve
+        m_records.reserve(1);
+        if (compact)
+            m_index.reserve(1, m_records.size(), static_cast<std::uint32_t>(std::max(first, second)),
+                            KeyOf{this}, Indexed{this});
+        else
+            m_wide.emplace(std::make_pair(first, second), n);
+        Record &made = m_records.emplace_back();   // cannot fail: the room is there
         if (compact) {
             made.first = static_cast<std::uint32_t>(first);
             made.second = static_cast<std::uint32_t>(second);
