@@ -59,8 +59,16 @@ void *operator new(std::size_t n) {
     if (void *p = std::malloc(n ? n : 1)) return p;
     throw std::bad_alloc();
 }
+void *operator new(std::size_t n, std::align_val_t alignment) {
+    g_allocations.fetch_add(1, std::memory_order_relaxed);
+    std::size_t const a = static_cast<std::size_t>(alignment);
+    if (void *p = std::aligned_alloc(a, ((n ? n : 1) + a - 1) / a * a)) return p;
+    throw std::bad_alloc();
+}
 void operator delete(void *p) noexcept { std::free(p); }
 void operator delete(void *p, std::size_t) noexcept { std::free(p); }
+void operator delete(void *p, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void *p, std::size_t, std::align_val_t) noexcept { std::free(p); }
 
 namespace {
 

@@ -108,8 +108,7 @@ public:
     }
 
     // Adds number n (below kAbsent) with key (first, second). Preconditions: reserve made
-    // room for it (with `top` covering both indices), and neither orientation of the pair is
-    // a key.
+    // room for it, and neither orientation of the pair is a key.
     void insert(std::uint32_t first, std::uint32_t second, std::uint32_t n) noexcept {
         place(m_slots, first, second, n);
         ++m_count;

@@ -47,8 +47,9 @@ public:
     // was.
     void reserve(std::size_t more, std::size_t top) {
         m_records.reserve(more);
-        m_index.reserve(more, m_records.size(), static_cast<std::uint32_t>(std::min<std::size_t>(top, kWide - 1)),
-                        KeyOf{this}, Indexed{this});
+        // A top past 32 bits belongs to a key the index never sees.
+        m_index.reserve(more, m_records.size(), top < kWide ? static_cast<std::uint32_t>(top) : 0, KeyOf{this},
+                        Indexed{this});
     }
 
     // A new edge with an empty set, stored under (first, second). Precondition: neither

@@ -91,7 +91,7 @@ TEST(TriangulationFailures, FailedAddLeavesMeshUnchanged) {
     std::vector<std::unique_ptr<Triangle>> owned;
     auto mesh = std::make_unique<Triangulation>();
     std::size_t failures = 0;
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 200; ++i) {
         std::size_t v[3];
         for (auto &x : v) x = rng() % 12 == 0 ? odd[rng() % 4] : rng() % 60;
         owned.push_back(std::make_unique<Triangle>(v[0], v[1], v[2]));
@@ -112,6 +112,6 @@ TEST(TriangulationFailures, FailedAddLeavesMeshUnchanged) {
         }
         ASSERT_EQ(mesh->triangleList().back(), t);
     }
-    EXPECT_GT(failures, 300u);   // every add met at least one failure (a set node at least)
+    EXPECT_GT(failures, 200u);   // every add met at least one failure (a set node at least)
     mesh.reset();
 }
