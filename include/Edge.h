@@ -5,7 +5,8 @@
 //
 // A mesh keeps its edges, and their triangle sets, in blocks of its own rather than one
 // allocation each: such an edge names a set that the mesh made beside it, and the mesh ends
-// both. To the user the two kinds are the same.
+// both. To the user the two kinds are the same, except that the set of a mesh's edge may be
+// changed but never deleted or replaced (nothing in the library does either).
 #include "OrvaneExport.h"
 
 #include <set>
