@@ -6,9 +6,10 @@
 // after the mesh or before it. It shares edges between triangles through an edge table keyed
 // by vertex-index pairs, and keeps for every vertex index the triangles that use it.
 //
-// Edges: the mesh creates them (one per distinct undirected vertex pair) and its destructor
-// deletes them. A triangle's edge pointers are therefore valid only while its mesh lives.
-// The destructor never touches vertices or triangles, which may already be gone.
+// Edges: the mesh creates them (one per distinct undirected vertex pair), keeps them with
+// their triangle sets in blocks of its own, and its destructor ends them. A triangle's edge
+// pointers are therefore valid only while its mesh lives. The destructor never touches
+// vertices or triangles, which may already be gone.
 //
 // Copying: a mesh is not copyable. A member-wise copy would share the containers and edges
 // with its source and both destructors would release them; nothing in the library copies a
@@ -33,6 +34,9 @@ class Edge;
 class PLC;
 class Triangle;
 class Vertex;
+namespace topology {
+class CornerLists;
+}
 
 class ORVANE_API Triangulation : public Entity {
 public:
@@ -69,9 +73,12 @@ public:
 
     // Appends t (not null), lists it under each of its corner vertices, and shares its three
     // edges (corner pairs 0-1, 1-2, 2-0) with the triangles added before, creating those that
-    // are new. Neither the vertex list nor the box is consulted. A corner index too large for
-    // the vertex-to-triangle table to hold (near SIZE_MAX) throws std::length_error, and one
-    // merely too large for memory std::bad_alloc; either leaves the mesh unchanged.
+    // are new. Neither the vertex list nor the box is consulted. Amortised constant time.
+    // Every corner index works, up to SIZE_MAX: no table is sized by an index's value (the
+    // rare indices from 2^32 - 1 up take a slower, ordered path). The mesh numbers corners
+    // and edges in 32 bits, so it holds at most 1 431 655 764 triangles (some 400 GB of
+    // memory); one more throws std::length_error. Allocation failure throws std::bad_alloc.
+    // Either failure leaves the mesh exactly as it was and t untouched.
     void addTriangle(Triangle *t);
 
     std::vector<Vertex *> const &vertexList() const { return *m_vertices; }
@@ -85,13 +92,15 @@ public:
 
     // A new map from every edge to its key in the edge table, ordered by edge pointer. The
     // key of an edge is the corner pair that first requested it, reversed: triangle (0, 1, 2)
-    // added first creates the keys (1, 0), (2, 1) and (0, 2).
+    // added first creates the keys (1, 0), (2, 1) and (0, 2). Linear in the edge count (no
+    // search per edge: the map is filled in its own order).
     const std::map<Edge *, std::pair<std::size_t, std::size_t>> edgeList();
 
     // The triangles having vertex v as a corner, in the order they were added (a triangle
     // naming v twice appears twice). Throws std::out_of_range when v is not below one more
     // than the largest vertex index of any triangle added so far; a vertex inside that range
-    // that no triangle uses gives an empty vector.
+    // that no triangle uses gives an empty vector. Time in proportion to the answer, however
+    // adds and queries interleave.
     const std::vector<Triangle *> adjustantTriangles(std::size_t v);
 
     _EntityType entityType() override { return ET_TRIANGULATION; }
@@ -134,17 +143,21 @@ public:
 
 private:
     // The one edge of the undirected pair {a, b}: the existing one (looked up as (a, b), then
-    // as (b, a)) or a new one stored under (b, a).
+    // as (b, a), in one search) or a new one stored under (b, a). Creating an edge throws
+    // std::bad_alloc leaving the table as it was.
     Edge *addEdge(std::size_t a, std::size_t b);
     void generateEntityName() override;
 
-    using EdgeTable = std::map<std::pair<std::size_t, std::size_t>, Edge *>;
+    // The edge table: keys in an open-addressing table, the edges with their triangle sets
+    // in blocks owned by the mesh.
+    class EdgeStore;
 
     std::unique_ptr<std::vector<Vertex *>> m_vertices;
     std::unique_ptr<std::vector<Triangle *>> m_triangles;
     std::unique_ptr<std::vector<PLC *>> m_boundaries;
-    std::unique_ptr<EdgeTable> m_edges;
-    std::unique_ptr<std::vector<std::vector<std::size_t>>> m_vertexTriangles;
+    std::unique_ptr<EdgeStore> m_edges;
+    // The vertex-to-triangle table, as linked lists of triangle corners.
+    std::unique_ptr<topology::CornerLists> m_vertexTriangles;
 };
 
 } // namespace ORVANE_DATABASE

@@ -4,6 +4,8 @@
 #include "Edge.h"
 #include "Triangle.h"
 #include "Vertex.h"
+#include "mesh/CornerLists.h"
+#include "mesh/EdgeStore.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -12,9 +14,14 @@
 namespace ORVANE_DATABASE {
 
 namespace {
-// Most vertices of a surface mesh are shared by about six triangles: one allocation of this
-// size covers the common case instead of growing 1, 2, 4, 8.
-constexpr std::size_t kTypicalValence = 6;
+
+// Corners and edges are numbered in 32 bits (three of each at most per triangle).
+constexpr std::size_t kMaxTriangles = topology::CornerLists::kMaxCorners / 3;
+
+// Capacity for a list that is full at `size`: half as much again (rather than the library's
+// usual double), so that a large mesh's lists carry a quarter unused on average, not half.
+std::size_t grown(std::size_t size) { return size + std::max<std::size_t>(size / 2, 16); }
+
 } // namespace
 
 Triangulation::Triangulation()
@@ -22,17 +29,16 @@ Triangulation::Triangulation()
       m_vertices(new std::vector<Vertex *>()),
       m_triangles(new std::vector<Triangle *>()),
       m_boundaries(new std::vector<PLC *>()),
-      m_edges(new EdgeTable()),
-      m_vertexTriangles(new std::vector<std::vector<std::size_t>>()) {
+      m_edges(new EdgeStore()),
+      m_vertexTriangles(new topology::CornerLists()) {
     generateEntityName();
 }
 
 Triangulation::~Triangulation() {
     m_vertices.reset();
     m_triangles.reset();
-    // The edges were made by addEdge and belong to nobody else; the triangles pointing at
-    // them are not touched (their creator may have deleted them already).
-    for (auto const &entry : *m_edges) delete entry.second;
+    // The edges end with their table; the triangles pointing at them are not touched (their
+    // creator may have deleted them already).
     m_edges.reset();
     m_boundaries.reset();
     m_vertexTriangles.reset();
@@ -43,64 +49,63 @@ void Triangulation::generateEntityName() {
 }
 
 std::size_t Triangulation::addVertex(Vertex *v) {
+    if (m_vertices->size() == m_vertices->capacity()) m_vertices->reserve(grown(m_vertices->size()));
     m_vertices->push_back(v);
     box().add(*v->point());
     return m_vertices->size() - 1;
 }
 
 void Triangulation::addTriangle(Triangle *t) {
-    std::size_t const i0 = t->vertexIndex(0);
-    std::size_t const i1 = t->vertexIndex(1);
-    std::size_t const i2 = t->vertexIndex(2);
+    std::size_t const v[3] = {t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)};
+    std::vector<Triangle *> &triangles = *m_triangles;
+    if (triangles.size() >= kMaxTriangles) throw std::length_error("Triangulation: too many triangles");
 
-    // Grow the vertex-to-triangle table before touching anything else, so that an index it
-    // cannot hold leaves the mesh as it was.
-    auto &table = *m_vertexTriangles;
-    std::size_t const highest = std::max(i0, std::max(i1, i2));
-    if (highest >= table.size()) {
-        // highest + 1 must not wrap around for an index such as SIZE_MAX.
-        if (highest >= table.max_size()) throw std::length_error("vertex index too large");
-        // The table's size is observable (adjustantTriangles' range), so only capacity may
-        // run ahead: most meshes name every listed vertex, so reserve for all of them, and
-        // at least double it, so that meshes built by interleaving vertices and triangles
-        // (the voxel surface) do not copy the table on every triangle.
-        if (table.capacity() <= highest)
-            table.reserve(std::max({highest + 1, m_vertices->size(), 2 * table.capacity()}));
-        table.resize(highest + 1);
+    // Room first: every step below that could fail for want of memory fails here, while the
+    // mesh is still as it was.
+    if (triangles.size() == triangles.capacity()) triangles.reserve(grown(triangles.size()));
+    m_vertexTriangles->reserve(v, m_vertices->size());
+    m_edges->reserve(3, std::max({v[0], v[1], v[2]}));
+    for (int k = 0; k < 3; ++k) m_edges->prefetch(v[k], v[(k + 1) % 3]);
+
+    // The edges, and the triangle in their sets. What is left to fail (a key with an index
+    // past 32 bits, a set node) undoes the edges made and the insertions done, newest first.
+    Edge *edge[3] = {nullptr, nullptr, nullptr};
+    bool inserted[3] = {false, false, false};
+    std::size_t made = 0;
+    std::size_t madeKey[3][2];
+    try {
+        for (int k = 0; k < 3; ++k) {
+            std::size_t const a = v[k], b = v[(k + 1) % 3];
+            std::size_t const before = m_edges->size();
+            edge[k] = addEdge(a, b);
+            if (m_edges->size() != before) {
+                madeKey[made][0] = b;
+                madeKey[made][1] = a;
+                ++made;
+            }
+        }
+        for (int k = 0; k < 3; ++k) inserted[k] = edge[k]->triangles->insert(t).second;
+    } catch (...) {
+        for (int k = 3; k-- > 0;)
+            if (inserted[k]) edge[k]->triangles->erase(t);
+        while (made > 0) {
+            --made;
+            m_edges->removeNewest(madeKey[made][0], madeKey[made][1]);
+        }
+        throw;
     }
 
-    m_triangles->push_back(t);
-    std::size_t const index = m_triangles->size() - 1;
-    for (std::size_t const v : {i0, i1, i2}) {
-        std::vector<std::size_t> &entry = table[v];
-        if (entry.empty()) entry.reserve(kTypicalValence);
-        entry.push_back(index);
-    }
-
-    Edge *const e0 = addEdge(i0, i1);
-    Edge *const e1 = addEdge(i1, i2);
-    Edge *const e2 = addEdge(i2, i0);
-    t->setEdge(0, e0);
-    t->setEdge(1, e1);
-    t->setEdge(2, e2);
-    e0->triangles->insert(t);
-    e1->triangles->insert(t);
-    e2->triangles->insert(t);
+    // Nothing below can fail.
+    triangles.push_back(t);
+    m_vertexTriangles->append(v);
+    for (int k = 0; k < 3; ++k) t->setEdge(k, edge[k]);
 }
 
 Edge *Triangulation::addEdge(std::size_t a, std::size_t b) {
-    EdgeTable &table = *m_edges;
-    // In a consistently oriented mesh the neighbour across an edge requests the pair in the
-    // opposite order to the triangle that created it, so this first search usually hits.
-    auto const same = table.find(std::make_pair(a, b));
-    if (same != table.end()) return same->second;
-    // The second search doubles as the insertion point of a new edge.
-    auto const reversedKey = std::make_pair(b, a);
-    auto const hint = table.lower_bound(reversedKey);
-    if (hint != table.end() && hint->first == reversedKey) return hint->second;
-    auto edge = std::make_unique<Edge>();
-    table.emplace_hint(hint, reversedKey, edge.get());
-    return edge.release();
+    // No key holds both orientations of a pair, so one search that accepts either is the
+    // search for (a, b) followed by the one for (b, a).
+    if (Edge *found = m_edges->find(a, b)) return found;
+    return m_edges->create(b, a);
 }
 
 Vertex *Triangulation::vertex(Triangle *t, int i) const {
@@ -108,24 +113,19 @@ Vertex *Triangulation::vertex(Triangle *t, int i) const {
 }
 
 const std::map<Edge *, std::pair<std::size_t, std::size_t>> Triangulation::edgeList() {
-    // Sorting once and appending at the end is linear after the sort, instead of a tree
-    // search per edge.
-    std::vector<std::pair<Edge *, std::pair<std::size_t, std::size_t>>> byEdge;
-    byEdge.reserve(m_edges->size());
-    for (auto const &entry : *m_edges) byEdge.emplace_back(entry.second, entry.first);
-    std::sort(byEdge.begin(), byEdge.end(), [](auto const &l, auto const &r) {
-        return std::less<Edge *>()(l.first, r.first);
-    });
-    std::map<Edge *, std::pair<std::size_t, std::size_t>> result;
-    for (auto const &entry : byEdge) result.emplace_hint(result.end(), entry);
-    return result;
+    return m_edges->list();
 }
 
 const std::vector<Triangle *> Triangulation::adjustantTriangles(std::size_t v) {
-    std::vector<std::size_t> const &indices = m_vertexTriangles->at(v);
-    std::vector<Triangle *> result;
-    result.reserve(indices.size());
-    for (std::size_t index : indices) result.push_back((*m_triangles)[index]);
+    topology::CornerLists const &lists = *m_vertexTriangles;
+    if (!lists.covers(v))
+        throw std::out_of_range("Triangulation::adjustantTriangles: vertex " + std::to_string(v) +
+                                " is past every triangle corner");
+    // The lists run newest first: fill from the back to return them in the order added.
+    std::vector<Triangle *> result(lists.count(v));
+    std::size_t next = result.size();
+    std::vector<Triangle *> const &triangles = *m_triangles;
+    lists.forEachNewestFirst(v, [&](std::size_t corner) { result[--next] = triangles[corner / 3]; });
     return result;
 }
 
