@@ -23,7 +23,7 @@ ModelInput readInput(std::string const &path, Progress &progress) {
     });
     progress.done();
     in.name = path;
-    in.stem = stemOf(path);
+    in.stem = modelStem(path);
     return in;
 }
 
@@ -41,6 +41,8 @@ ModelInput loadInput(std::string const &path, Progress &progress) {
     buildInputMesh(in, progress);
     return in;
 }
+
+std::string modelStem(std::string const &path) { return path.empty() ? kDefaultModelStem : stemOf(path); }
 
 void addModelArgument(CLI::App &command, std::string &path) {
     command.add_option("MODEL", path,

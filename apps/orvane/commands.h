@@ -32,6 +32,10 @@ void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placeme
 // readInput, then buildInputMesh without placement.
 ModelInput loadInput(std::string const &path, Progress &progress);
 
+// The stem of default output names for the model at `path` ("orvane-part" for the built-in
+// part when `path` is empty).
+std::string modelStem(std::string const &path);
+
 // Adds the MODEL positional argument (optional: the built-in part when left out).
 void addModelArgument(CLI::App &command, std::string &path);
 // Adds -o/--output for one file, with the default named in the help.

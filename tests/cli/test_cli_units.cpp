@@ -58,32 +58,6 @@ TEST(ModelReader, WeldsCornersWithTheKernelsOrderAndPlacesEveryNode) {
     EXPECT_DOUBLE_EQ(yMax, 6.0);
 }
 
-orvane::ContourData square(double half, bool clockwise, bool closed = true) {
-    orvane::ContourData c;
-    double s = clockwise ? -1 : 1;
-    for (int k = 0; k < 4; ++k) {
-        double angle = s * k * 3.14159265358979323846 / 2;
-        c.points.emplace_back(half * (std::cos(angle) - std::sin(angle)),
-                              half * (std::sin(angle) + std::cos(angle)), 0);
-    }
-    if (closed) c.points.push_back(c.points.front());
-    c.closed = closed;
-    return c;
-}
-
-TEST(Contours, NestingDecidesOuterAndHoleWhateverTheDirection) {
-    orvane::Layer layer;
-    layer.contours = {square(1, true), square(10, true), square(3, false), square(6, false)};
-    auto island = square(1, false);
-    for (auto &p : island.points) p = ORVANE_DATABASE::Point3D(p.x() + 30, p.y(), 0);
-    layer.contours.push_back(island);
-    layer.contours.push_back(square(8, true, false));
-    orvane::classifyContours(layer, orvane::ViewFrame());
-    using K = orvane::ContourKind;
-    // Depths: 3 (in 10, 6, 3), 0, 2 (in 10, 6), 1, 0 (apart), open.
-    EXPECT_EQ(layer.kinds, (std::vector<K>{K::Hole, K::Outer, K::Outer, K::Hole, K::Outer, K::Open}));
-}
-
 TEST(AtomicFile, AppearsWholeOrNotAtAll) {
     namespace fs = std::filesystem;
     fs::path dir = fs::temp_directory_path() / ("orvane-atomic-" + std::to_string(::getpid()));
