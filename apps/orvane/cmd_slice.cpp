@@ -89,7 +89,9 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
     callbacks.stage = [&](std::string const &what, std::size_t total) { progress.stage(what, total); };
     callbacks.step = [&](std::size_t done, std::size_t total) { progress.step(done, total); };
     callbacks.done = [&] { progress.done(); };
-    SliceResult const result = sliceModel(std::move(in.data), request, callbacks);
+    SliceResult result = sliceModel(std::move(in.data), request, callbacks);
+    // Left for the end of the run (finishRun), which skips its piecewise release.
+    in.mesh = std::move(result.slicedMesh);
     for (std::string const &warning : sliceWarnings(result)) warn(common, warning);
     SlicePlan const &plan = result.plan;
 

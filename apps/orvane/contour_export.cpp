@@ -245,31 +245,40 @@ std::string layersSvg(SliceResult const &result, std::vector<std::size_t> const 
 
 namespace {
 
-void number(std::string &out, double v) { appendRounded(out, v == 0 ? 0.0 : v, 12); }
-
-void point(std::string &out, Point3 const &p) {
-    out += '[';
-    number(out, p[0]);
-    out += ',';
-    number(out, p[1]);
-    out += ',';
-    number(out, p[2]);
-    out += ']';
-}
-
-void points(std::string &out, std::vector<Point3> const &ring) {
-    out += '[';
-    for (std::size_t i = 0; i < ring.size(); ++i) {
-        if (i) out += ',';
-        point(out, ring[i]);
+// Coordinates and heights are written to a fixed number of decimals, 11 digits below the
+// model's size: far below any printer's resolution, and enough to drop the noise that moving
+// contours back from the slicer's frame leaves (0.5625 rather than 0.562500000002).
+struct JsonNumbers {
+    int decimals = 10;
+    void number(std::string &out, double v) const { appendFixed(out, v, decimals); }
+    void point(std::string &out, Point3 const &p) const {
+        out += '[';
+        number(out, p[0]);
+        out += ',';
+        number(out, p[1]);
+        out += ',';
+        number(out, p[2]);
+        out += ']';
     }
-    out += ']';
-}
+    void points(std::string &out, std::vector<Point3> const &ring) const {
+        out += '[';
+        for (std::size_t i = 0; i < ring.size(); ++i) {
+            if (i) out += ',';
+            point(out, ring[i]);
+        }
+        out += ']';
+    }
+};
 
 }  // namespace
 
 std::string layersJson(SliceResult const &result, std::string const &model) {
     SlicePlan const &plan = result.plan;
+    // The plan's scale brings the model's largest extent into [256, 512).
+    JsonNumbers const json{std::clamp(11 - static_cast<int>(std::floor(std::log10(512 / plan.scale))), 0, 17)};
+    auto number = [&](std::string &o, double v) { json.number(o, v); };
+    auto point = [&](std::string &o, Point3 const &p) { json.point(o, p); };
+    auto points = [&](std::string &o, std::vector<Point3> const &r) { json.points(o, r); };
     std::string out = "{\"model\":" + nlohmann::json(model).dump() + ",\"units\":\"model units (normally mm)\"";
     out += ",\"direction\":";
     point(out, {{plan.direction[0], plan.direction[1], plan.direction[2]}});

@@ -212,6 +212,7 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
         cutAndCollect(*mesh, plan.slicerPlanes(), [&](double z) { return plan.layerOf(z); }, cut);
         result.slicingSeconds = std::chrono::duration<double>(Clock::now() - started).count();
         end(cb);
+        result.slicedMesh = std::move(mesh);
     }
     model = ModelData();
     if (plan.thinLast && last.triangleCount() > 0) {
@@ -228,8 +229,11 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
         result.slicingSeconds += std::chrono::duration<double>(Clock::now() - started).count();
     }
 
+    begin(cb, "Nesting the contours of " + std::to_string(plan.layers) + (plan.layers == 1 ? " layer" : " layers"),
+          static_cast<std::size_t>(plan.layers));
     result.layers.resize(static_cast<std::size_t>(plan.layers));
     for (long long k = 0; k < plan.layers; ++k) {
+        if (cb.step && k % 16 == 0) cb.step(static_cast<std::size_t>(k), static_cast<std::size_t>(plan.layers));
         SliceLayer &layer = result.layers[static_cast<std::size_t>(k)];
         layer.index = k + 1;
         layer.height = cleanDecimal(plan.height(k));
@@ -241,6 +245,7 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
         if (!c.open.empty()) result.openLayers.push_back(layer.index);
         assembleLayer(c, plan, layer);
     }
+    end(cb);
     return result;
 }
 

@@ -18,6 +18,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,10 @@ struct SliceResult {
     std::size_t openContours = 0;
     std::vector<long long> openLayers;       // 1-based indices of layers with open contours
     double slicingSeconds = 0;               // the slicer's own time
+    // The mesh the slicer cut (placed in its frame, with two guard vertices), kept so that
+    // its release, which takes seconds on a model of millions of triangles, happens when the
+    // caller drops the result, or not at all in a tool that is about to exit.
+    std::unique_ptr<OwnedMesh> slicedMesh;
 };
 
 // Slices `model` (taken over: its arrays are released once the mesh is built). Throws
