@@ -1,7 +1,8 @@
-// Unit tests of the orvane tool's parts: the model reader's welding and placement, contour
-// nesting and the all-or-nothing output file.
+// Unit tests of the orvane tool's parts: the model reader's welding and placement, the
+// all-or-nothing output files, and the picture's choice of layers.
 #include "cli_support.h"
 #include "contour_export.h"
+#include "slice_run.h"
 #include "model_io.h"
 
 #include <assimp/scene.h>
@@ -11,6 +12,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include <csignal>
+
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -81,6 +85,61 @@ TEST(AtomicFile, AppearsWholeOrNotAtAll) {
     EXPECT_THROW(orvane::AtomicFile((dir / "missing" / "x.svg").string()), orvane::UsageError);
     EXPECT_THROW(orvane::AtomicFile(dir.string()), orvane::UsageError);
     fs::remove_all(dir);
+}
+
+TEST(OutputFiles, RefusedBeforeAnyFileIsMade) {
+    namespace fs = std::filesystem;
+    fs::path const dir = fs::temp_directory_path() / ("orvane-outputs-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    std::string const a = (dir / "a.svg").string(), model = (dir / "model.stl").string();
+    std::ofstream(model) << "solid x\nendsolid x\n";
+    using Targets = std::vector<std::string>;
+    for (Targets const &targets : {Targets{a, (dir / "." / "a.svg").string()}, Targets{a, model},
+                                   Targets{a, (dir / "missing" / "b.json").string()}, Targets{a, "-", "-"}})
+        EXPECT_THROW(orvane::OutputFiles(targets, model, true), orvane::UsageError);
+    EXPECT_THROW(orvane::OutputFiles({"-"}, model, false), orvane::UsageError);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);   // the model only
+    {
+        orvane::OutputFiles files({a, (dir / "b.json").string()}, model, false);
+        files.write(0, "<svg/>");
+        files.write(1, "{}");
+        files.commit();
+    }
+    EXPECT_TRUE(fs::exists(a) && fs::exists(dir / "b.json"));
+    fs::remove_all(dir);
+}
+
+TEST(AtomicFile, RemovedWhenASignalEndsTheTool) {
+    namespace fs = std::filesystem;
+    fs::path const dir = fs::temp_directory_path() / ("orvane-signal-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) {
+        pid_t const child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            orvane::AtomicFile file((dir / "big.svg").string());
+            file.write("half of a picture");
+            std::raise(sig);
+            std::_Exit(0);   // not reached
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == sig);
+        EXPECT_TRUE(fs::is_empty(dir)) << "signal " << sig;
+    }
+    fs::remove_all(dir);
+}
+
+TEST(LayerSelection, RangesAndSteps) {
+    orvane::LayerSelection s = orvane::parseLayerRange("10:40");
+    s.every = 15;
+    EXPECT_EQ(s.pick(1400), (std::vector<std::size_t>{9, 24, 39}));
+    EXPECT_EQ(orvane::parseLayerRange(":3").pick(10), (std::vector<std::size_t>{0, 1, 2}));
+    EXPECT_EQ(orvane::parseLayerRange("9:").pick(10), (std::vector<std::size_t>{8, 9}));
+    EXPECT_EQ(orvane::parseLayerRange("4").pick(10), (std::vector<std::size_t>{3}));
+    EXPECT_TRUE(orvane::parseLayerRange("20:30").pick(10).empty());
+    for (char const *bad : {"0:4", "a:b", "5:2", "1:2:3", "-1"})
+        EXPECT_THROW(orvane::parseLayerRange(bad), orvane::UsageError) << bad;
 }
 
 }  // namespace
