@@ -62,7 +62,7 @@ int runInfo(InfoOptions const &o, CommonOptions const &common) {
       << " non-manifold)\n"
       << "closed       " << (closed ? "yes" : "no") << "\n"
       << "orientation  "
-      << (facts.misorientedEdges == 0 ? "consistent" : std::to_string(facts.misorientedEdges) + " edges run the same way by both triangles")
+      << (facts.misorientedEdges == 0 ? "consistent" : counted(facts.misorientedEdges, "edge") + " run the same way by both of their triangles")
       << "\n"
       << "parts        " << facts.parts << "\n"
       << "area         " << facts.area << "\n";

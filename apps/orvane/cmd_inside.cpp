@@ -111,8 +111,7 @@ int runInside(InsideOptions const &o, CommonOptions const &common) {
         warn(common, in.name + " is not a closed surface; inside and outside are not "
                                "well defined for it");
 
-    progress.stage("Building the BSP tree of " + std::to_string(in.mesh->triangleCount()) +
-                   " triangles");
+    progress.stage("Building the BSP tree of " + counted(in.mesh->triangleCount(), "triangle"));
     BspTreePtr tree(in.mesh->mesh().BSP());
     progress.done();
     if (!tree)

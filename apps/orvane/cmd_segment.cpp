@@ -82,7 +82,7 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     ModelInput in = loadInput(o.model, progress);
     OwnedMesh &source = *in.mesh;
 
-    progress.stage("Segmenting " + std::to_string(source.triangleCount()) + " triangles");
+    progress.stage("Segmenting " + counted(source.triangleCount(), "triangle"));
     FaceSet faces;
     odb::Segmentation segmentation(&source.mesh(), o.angle);
     odb::Outcome result = segmentation.segmentize(faces.meshes);

@@ -28,7 +28,7 @@ ModelInput readInput(std::string const &path, Progress &progress) {
 }
 
 void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement) {
-    progress.stage("Building the mesh of " + std::to_string(in.data.triangleCount()) + " triangles",
+    progress.stage("Building the mesh of " + counted(in.data.triangleCount(), "triangle"),
                    in.data.vertexCount() + in.data.triangleCount());
     in.mesh = buildMesh(in.data, placement,
                         [&](std::size_t done, std::size_t total) { progress.step(done, total); });

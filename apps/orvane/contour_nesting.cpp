@@ -38,12 +38,13 @@ RingNesting nestRings(std::vector<Ring2> const &rings) {
     double const height = (hi - lo) / static_cast<double>(bands);
     auto band = [&](double y) {
         double const b = std::floor((y - lo) / height);
-        return b <= 0 ? std::size_t(0) : std::min(bands - 1, static_cast<std::size_t>(b));
+        return b <= 0 ? std::size_t(0) : b >= static_cast<double>(bands - 1) ? bands - 1 : static_cast<std::size_t>(b);
     };
 
-    // Every edge of every ring, listed in each band its y range meets.
-    struct EdgeRef {
-        std::uint32_t ring, from;   // the edge from corner `from` to the next
+    // Every edge of every ring, with its ends, listed in each band its y range meets.
+    struct Edge {
+        Point2 a, c;
+        std::uint32_t ring;
     };
     std::vector<std::size_t> start(bands + 1, 0);
     auto forEachEdge = [&](auto &&f) {
@@ -51,44 +52,47 @@ RingNesting nestRings(std::vector<Ring2> const &rings) {
             Ring2 const &ring = rings[r];
             if (ring.size() < 3) continue;
             for (std::size_t i = 0; i < ring.size(); ++i) {
-                double const y0 = ring[i][1], y1 = ring[(i + 1) % ring.size()][1];
-                f(r, i, band(std::min(y0, y1)), band(std::max(y0, y1)));
+                Point2 const &a = ring[i], &c = ring[i + 1 < ring.size() ? i + 1 : 0];
+                f(Edge{a, c, static_cast<std::uint32_t>(r)}, band(std::min(a[1], c[1])), band(std::max(a[1], c[1])));
             }
         }
     };
-    forEachEdge([&](std::size_t, std::size_t, std::size_t b0, std::size_t b1) {
+    forEachEdge([&](Edge const &, std::size_t b0, std::size_t b1) {
         for (std::size_t b = b0; b <= b1; ++b) ++start[b + 1];
     });
     for (std::size_t b = 0; b < bands; ++b) start[b + 1] += start[b];
-    std::vector<EdgeRef> inBand(start[bands]);
+    std::vector<Edge> inBand(start[bands]);
     {
         std::vector<std::size_t> fill(start.begin(), start.end() - 1);
-        forEachEdge([&](std::size_t r, std::size_t i, std::size_t b0, std::size_t b1) {
-            for (std::size_t b = b0; b <= b1; ++b)
-                inBand[fill[b]++] = {static_cast<std::uint32_t>(r), static_cast<std::uint32_t>(i)};
+        forEachEdge([&](Edge const &e, std::size_t b0, std::size_t b1) {
+            for (std::size_t b = b0; b <= b1; ++b) inBand[fill[b]++] = e;
         });
     }
+    // The rings in the order of their test points' bands, so that one band's edges serve
+    // all the rings tested in it while they are in the cache.
+    std::vector<std::size_t> byBand;
+    byBand.reserve(n);
+    for (std::size_t r = 0; r < n; ++r)
+        if (!rings[r].empty()) byBand.push_back(r);
+    std::stable_sort(byBand.begin(), byBand.end(),
+                     [&](std::size_t x, std::size_t y) { return band(rings[x][0][1]) < band(rings[y][0][1]); });
 
     std::vector<double> area(n);
     for (std::size_t r = 0; r < n; ++r) area[r] = std::fabs(twiceSignedArea(rings[r]));
     std::vector<char> odd(n, 0);
     std::vector<std::uint32_t> touched;
-    for (std::size_t r = 0; r < n; ++r) {
-        if (rings[r].empty()) continue;
+    for (std::size_t r : byBand) {
         Point2 const q = rings[r][0];
         std::size_t const b = band(q[1]);
         touched.clear();
-        for (std::size_t e = start[b]; e < start[b + 1]; ++e) {
-            EdgeRef const ref = inBand[e];
-            if (ref.ring == r) continue;
-            Ring2 const &ring = rings[ref.ring];
-            Point2 const &a = ring[ref.from], &c = ring[(ref.from + 1) % ring.size()];
+        for (std::size_t i = start[b]; i < start[b + 1]; ++i) {
+            Edge const &e = inBand[i];
             // Half-open in y, so a ray through a corner counts one of its two edges.
-            if ((a[1] > q[1]) == (c[1] > q[1])) continue;
-            double const x = a[0] + (q[1] - a[1]) * (c[0] - a[0]) / (c[1] - a[1]);
+            if ((e.a[1] > q[1]) == (e.c[1] > q[1]) || e.ring == r) continue;
+            double const x = e.a[0] + (q[1] - e.a[1]) * (e.c[0] - e.a[0]) / (e.c[1] - e.a[1]);
             if (x <= q[0]) continue;
-            if (!odd[ref.ring]) touched.push_back(ref.ring);
-            odd[ref.ring] ^= 1;
+            if (!odd[e.ring]) touched.push_back(e.ring);
+            odd[e.ring] ^= 1;
         }
         double nearest = std::numeric_limits<double>::infinity();
         for (std::uint32_t s : touched) {

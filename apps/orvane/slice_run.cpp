@@ -37,6 +37,10 @@ void end(SliceCallbacks const &cb) {
     if (cb.done) cb.done();
 }
 
+std::string count(std::size_t n, char const *one, char const *many) {
+    return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
 std::string text(double v) {
     std::ostringstream s;
     s.precision(3);
@@ -196,7 +200,7 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
     }
 
     if (plan.sweepLayers() > 0) {
-        begin(cb, "Building the mesh of " + std::to_string(model.triangleCount()) + " triangles",
+        begin(cb, "Building the mesh of " + count(model.triangleCount(), "triangle", "triangles"),
               model.vertexCount() + model.triangleCount());
         std::unique_ptr<OwnedMesh> mesh = buildMesh(model, &plan.placement, [&](std::size_t done, std::size_t total) {
             if (cb.step) cb.step(done, total);
@@ -207,7 +211,7 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
         mesh->addVertex(plan.guardHigh[0], plan.guardHigh[1], plan.guardHigh[2]);
         result.modelClosed = closedMesh(*mesh);
 
-        begin(cb, "Slicing " + std::to_string(plan.layers) + (plan.layers == 1 ? " layer" : " layers"), 0);
+        begin(cb, "Slicing " + count(static_cast<std::size_t>(plan.layers), "layer", "layers"), 0);
         auto const started = Clock::now();
         cutAndCollect(*mesh, plan.slicerPlanes(), [&](double z) { return plan.layerOf(z); }, cut);
         result.slicingSeconds = std::chrono::duration<double>(Clock::now() - started).count();
@@ -229,7 +233,7 @@ SliceResult sliceModel(ModelData model, SliceRequest const &request, SliceCallba
         result.slicingSeconds += std::chrono::duration<double>(Clock::now() - started).count();
     }
 
-    begin(cb, "Nesting the contours of " + std::to_string(plan.layers) + (plan.layers == 1 ? " layer" : " layers"),
+    begin(cb, "Nesting the contours of " + count(static_cast<std::size_t>(plan.layers), "layer", "layers"),
           static_cast<std::size_t>(plan.layers));
     result.layers.resize(static_cast<std::size_t>(plan.layers));
     for (long long k = 0; k < plan.layers; ++k) {
@@ -255,8 +259,8 @@ std::vector<std::string> sliceWarnings(SliceResult const &result) {
         out.push_back("no position of the planes keeps every layer off the model's vertices (the nearest lies " +
                       text(result.plan.clearance) + " units from a plane); some contours may come out open");
     if (result.modelClosed && result.openContours > 0)
-        out.push_back("the model is closed, yet " + std::to_string(result.openContours) +
-                      (result.openContours == 1 ? " contour" : " contours") + " came out open, in layer" +
+        out.push_back("the model is closed, yet " + count(result.openContours, "contour", "contours") +
+                      " came out open, in layer" +
                       (result.openLayers.size() == 1 ? " " : "s ") + listSome(result.openLayers));
     return out;
 }
