@@ -1,7 +1,9 @@
 #pragma once
-// What every subcommand of the orvane tool shares: the two kinds of failure and their exit
-// codes, progress reporting on stderr, output files that appear whole or not at all, and the
-// ownership rules of what the library hands back.
+// What every subcommand of the orvane tool shares: progress reporting on stderr, warnings
+// and summaries that --quiet silences, output files that are checked before any work and
+// appear whole or not at all, and checks of numbers given on the command line. (The two
+// kinds of failure are in tool_errors.h, the releasers of what the library hands back in
+// library_release.h.)
 #include "library_release.h"
 #include "model_io.h"
 

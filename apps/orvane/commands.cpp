@@ -9,7 +9,6 @@ ModelInput readInput(std::string const &path, Progress &progress) {
     if (path.empty()) {
         in.data = makeDefaultModel();
         in.name = kDefaultModelName;
-        in.stem = kDefaultModelStem;
         return in;
     }
     progress.stage("Reading " + path, 1000);
@@ -23,7 +22,6 @@ ModelInput readInput(std::string const &path, Progress &progress) {
     });
     progress.done();
     in.name = path;
-    in.stem = modelStem(path);
     return in;
 }
 

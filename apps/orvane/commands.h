@@ -20,9 +20,8 @@ using Runner = std::function<int()>;
 // flat arrays first; the mesh is built once, from them, where the command wants it placed.
 struct ModelInput {
     ModelData data;
-    std::unique_ptr<OwnedMesh> mesh;   // null until buildInputMesh
+    std::unique_ptr<OwnedMesh> mesh;   // null until buildInputMesh (or a mesh kept to the end of the run)
     std::string name;   // for messages and file titles
-    std::string stem;   // for default output names
 };
 // Reads the model (with progress for reading and welding); builds no mesh.
 ModelInput readInput(std::string const &path, Progress &progress);
