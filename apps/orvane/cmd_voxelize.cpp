@@ -158,15 +158,18 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
     MeshPart part;
     part.name = "voxels";
     std::size_t cells = 0, filled = 0;
+    // The voxelizer destroys the Triangulation object it is given (the vertices and triangles
+    // stay with `in.mesh`, declared before it and so destroyed after it). That takes seconds
+    // on a model of millions of triangles, so the voxelizer lives to the end of the run,
+    // whose finishRun skips the release.
+    auto voxels = std::make_unique<odb::Voxelization>(in.mesh->releaseMesh(), n[0], n[1], n[2], &feedback);
+    QuadSurface quads;
     {
-        // The voxelizer destroys the Triangulation object it is given; the vertices and
-        // triangles stay with `in.mesh`, which outlives it.
-        odb::Voxelization voxels(in.mesh->releaseMesh(), n[0], n[1], n[2], &feedback);
         if (o.raw) {
             // The kernel's surface: twelve triangles per marked cell, shared faces twice. The
             // kernel winds them into the cell; they are written reversed, out of it.
             VoxelMesh raw;
-            raw.mesh = voxels.voxelize();
+            raw.mesh = voxels->voxelize();
             if (raw.mesh) {
                 for (odb::Vertex *v : raw.mesh->vertexList()) {
                     odb::Point3D const &p = *v->point();
@@ -179,8 +182,7 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
                 cells = part.mesh.triangleCount() / 12;
             }
         } else {
-            QuadSurface quads;
-            voxels.voxelize(quads.vertices, quads.indices);
+            voxels->voxelize(quads.vertices, quads.indices);
             std::vector<double> coords;
             coords.reserve(3 * quads.vertices.size());
             for (odb::Vertex *v : quads.vertices) {

@@ -32,18 +32,6 @@ MeshPart partOf(OwnedMesh &mesh, std::string const &name, bool dropDegenerate) {
     return part;
 }
 
-std::array<double, 3> facetNormal(std::array<double, 3> const &a, std::array<double, 3> const &b,
-                                  std::array<double, 3> const &c) {
-    double const e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-    double const e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-    std::array<double, 3> n{{e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
-                             e1[0] * e2[1] - e1[1] * e2[0]}};
-    double const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    if (!(length > 0) || !std::isfinite(length)) return {{0, 0, 0}};
-    for (double &x : n) x /= length;
-    return n;
-}
-
 std::array<float, 4> partColour(std::size_t index) {
     // Hue steps of the golden angle keep consecutive faces far apart on the colour wheel.
     double h = std::fmod(static_cast<double>(index) * 137.50776405, 360.0) / 60.0;

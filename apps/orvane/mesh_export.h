@@ -7,6 +7,7 @@
 // faces of a segmentation): OBJ gives each part its own object, PLY its own vertex colour
 // when there are several, STL merges them.
 #include "model_io.h"
+#include "surface_orientation.h"
 
 #include <array>
 #include <cstddef>
@@ -33,11 +34,6 @@ MeshPart partOf(OwnedMesh &mesh, std::string const &name, bool dropDegenerate);
 // Writes the parts to `file`, in the type its target's extension names. Throws UsageError for
 // an extension other than stl, obj and ply, and std::runtime_error when writing fails.
 void writeMesh(AtomicFile &file, std::vector<MeshPart> const &parts);
-
-// The unit normal of the triangle (a, b, c) by its corner order (the right-hand rule); zero
-// for a triangle without area.
-std::array<double, 3> facetNormal(std::array<double, 3> const &a, std::array<double, 3> const &b,
-                                  std::array<double, 3> const &c);
 
 // A distinct, well-separated colour for part number `index` (golden-angle hues).
 std::array<float, 4> partColour(std::size_t index);

@@ -59,6 +59,18 @@ bool rayCrosses(Mesh const &m, std::size_t t, std::array<double, 3> const &q) {
 
 }  // namespace
 
+std::array<double, 3> facetNormal(std::array<double, 3> const &a, std::array<double, 3> const &b,
+                                  std::array<double, 3> const &c) {
+    double const e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+    double const e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+    std::array<double, 3> n{{e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
+                             e1[0] * e2[1] - e1[1] * e2[0]}};
+    double const length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    if (!(length > 0) || !std::isfinite(length)) return {{0, 0, 0}};
+    for (double &x : n) x /= length;
+    return n;
+}
+
 OrientationReport orientSurface(ModelData &data, OutwardScore const &score) {
     Mesh const m{data};
     std::size_t const triangles = data.triangleCount(), vertices = data.vertexCount();

@@ -4,10 +4,16 @@
 // every written triangle's corner order gives its true facet normal, pointing out of the solid.
 #include "model_io.h"
 
+#include <array>
 #include <cstddef>
 #include <functional>
 
 namespace orvane {
+
+// The unit normal of the triangle (a, b, c) by its corner order (the right-hand rule); zero
+// for a triangle without area. What an STL facet's normal must be.
+std::array<double, 3> facetNormal(std::array<double, 3> const &a, std::array<double, 3> const &b,
+                                  std::array<double, 3> const &c);
 
 // For triangle t of the mesh as it stands: positive when its present winding agrees with the
 // outward side (say, the field gradient of an isosurface through it), negative when not.
