@@ -143,14 +143,17 @@ void openPage(std::string &s, Layout const &page, std::string const &title, std:
          "  .frame { fill: #ffffff; stroke: #dddddd; stroke-width: 1; }\n"
          "  .scale { stroke: #333333; stroke-width: 1.5; fill: none; }\n</style>\n"
          "<rect width=\"100%\" height=\"100%\" fill=\"#f7f7f7\"/>\n";
-    s += "<text x=\"10\" y=\"18\" style=\"font-size:13px\">" + xmlEscape(title) + "</text>\n";
+    // The title shrinks to stay clear of the scale bar.
+    double const titleFont = std::clamp((page.pageW - 170) / (0.6 * static_cast<double>(title.size())), 6.0, 13.0);
+    s += "<text x=\"10\" y=\"18\" style=\"font-size:" + px(titleFont) + "px\">" + xmlEscape(title) + "</text>\n";
     s += "<text x=\"10\" y=\"36\">" + xmlEscape(legend) + "; lengths in model units (normally mm)</text>\n";
     // Scale bar at the top right: a round length about a third of a panel wide.
     double const unitsWide = niceLength(page.contentW / 3 / page.scale);
     double const barPx = unitsWide * page.scale, right = page.pageW - 12, y = 30;
     s += "<g class=\"scale-bar\" data-length=\"" + length(unitsWide) + "\"><path class=\"scale\" d=\"M" +
          px(right - barPx) + " " + px(y - 4) + " V" + px(y) + " H" + px(right) + " V" + px(y - 4) + "\"/>" +
-         "<text x=\"" + px(right - barPx) + "\" y=\"" + px(y - 8) + "\">" + length(unitsWide) + " units</text></g>\n";
+         "<text x=\"" + px(right) + "\" y=\"" + px(y - 8) + "\" text-anchor=\"end\">" + length(unitsWide) +
+         " units</text></g>\n";
 }
 
 // A label that fits `width` pixels: the font shrinks to fit, and below 7 px the short form
