@@ -16,14 +16,15 @@
 //   - layers: exactly the height asked, each cut in its middle, the first plane at half a
 //     layer above the bottom. Two vertices that no triangle uses fix the slicer's box along z
 //     to one layer below the first plane's layer and one above the last, so its evenly spaced
-//     planes fall exactly there; the two guard planes cut nothing and are dropped. When the
-//     extent is not a whole number of layers, the last layer is thinner, and its middle is
-//     off the even spacing: it is cut apart, with a slicer of one plane over just the
-//     triangles that reach its height (the same triangles in the same order give the same
-//     contour the whole mesh would);
+//     planes fall exactly there; what the two guard planes cut is dropped. When the extent is
+//     not a whole number of layers, the last layer is thinner, and its middle is off the even
+//     spacing: it is cut apart, with a slicer of one plane over just the triangles that reach
+//     its height (the same triangles in the same order give the same contour the whole mesh
+//     would);
 //   - clearance: the planes are moved together by a small offset (at most 1/16 of a layer)
 //     chosen so that no vertex lies on or near a plane: the offset closest to zero that keeps
 //     every vertex at least 1/1000 of a layer away, else the one that keeps them farthest away.
+//     A thin last layer's plane is moved on its own, by at most a quarter of that layer.
 // Contours come back in model coordinates, on their layer's nominal plane.
 #include "model_io.h"
 
