@@ -1,6 +1,9 @@
 #include "cli_support.h"
 
 #include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <signal.h>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -143,6 +146,70 @@ void warn(CommonOptions const &options, std::string const &text) {
     if (!options.quiet) std::cerr << "orvane: warning: " << text << "\n";
 }
 
+void note(CommonOptions const &options, std::string const &text) {
+    if (!options.quiet) std::cerr << "orvane: note: " << text << "\n";
+}
+
+void summary(CommonOptions const &options, std::string const &text, bool stdoutTaken) {
+    if (options.quiet) return;
+    (stdoutTaken ? std::cerr : std::cout) << text << "\n";
+}
+
+std::string counted(std::size_t n, std::string const &singular, std::string const &plural) {
+    return std::to_string(n) + " " + (n == 1 ? singular : plural.empty() ? singular + "s" : plural);
+}
+
+std::string ordinal(long long n) {
+    long long const tens = n % 100, ones = n % 10;
+    char const *suffix = tens >= 11 && tens <= 13 ? "th" : ones == 1 ? "st" : ones == 2 ? "nd" : ones == 3 ? "rd" : "th";
+    return std::to_string(n) + suffix;
+}
+
+namespace {
+
+// Temporary files to remove when a signal ends the tool. The handler may only make
+// async-signal-safe calls, so the paths live in fixed buffers and a slot is published by
+// an atomic flag once its path is complete.
+constexpr int kTempSlots = 32;
+struct TempSlot {
+    std::atomic<bool> used{false};
+    char path[4096];
+};
+TempSlot tempSlots[kTempSlots];
+std::atomic<bool> handlersInstalled{false};
+
+extern "C" void removeTempFilesAndDie(int sig) {
+    for (TempSlot &slot : tempSlots)
+        if (slot.used.load()) ::unlink(slot.path);
+    std::signal(sig, SIG_DFL);
+    std::raise(sig);
+}
+
+int registerTemp(std::string const &path) {
+    if (!handlersInstalled.exchange(true))
+        for (int sig : {SIGINT, SIGTERM, SIGHUP}) {
+            struct sigaction action {};
+            action.sa_handler = removeTempFilesAndDie;
+            sigemptyset(&action.sa_mask);
+            ::sigaction(sig, &action, nullptr);
+        }
+    if (path.size() >= sizeof tempSlots[0].path) return -1;
+    for (int i = 0; i < kTempSlots; ++i) {
+        TempSlot &slot = tempSlots[i];
+        if (slot.used.load()) continue;
+        std::memcpy(slot.path, path.c_str(), path.size() + 1);
+        slot.used.store(true);
+        return i;
+    }
+    return -1;
+}
+
+void unregisterTemp(int slot) {
+    if (slot >= 0) tempSlots[slot].used.store(false);
+}
+
+}  // namespace
+
 AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     namespace fs = std::filesystem;
     fs::path const path(target_);
@@ -161,31 +228,99 @@ AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     int fd = ::mkstemp(buffer.data());
     if (fd < 0)
         throw UsageError("cannot write '" + target_ + "': " + std::strerror(errno));
+    temp_ = buffer.data();
+    slot_ = registerTemp(temp_);
     // mkstemp creates the file readable by its owner only; give it the usual mode.
     mode_t mask = ::umask(0);
     ::umask(mask);
     ::fchmod(fd, 0666 & ~mask);
     ::close(fd);
-    temp_ = buffer.data();
 }
 
 AtomicFile::~AtomicFile() {
+    if (stream_) std::fclose(stream_);
     if (!committed_) ::unlink(temp_.c_str());
+    unregisterTemp(slot_);
+}
+
+std::FILE *AtomicFile::stream() {
+    if (!stream_) {
+        stream_ = std::fopen(temp_.c_str(), "wb");
+        if (!stream_) throw std::runtime_error("cannot write '" + target_ + "': " + std::strerror(errno));
+        std::setvbuf(stream_, nullptr, _IOFBF, 1 << 20);
+    }
+    return stream_;
 }
 
 void AtomicFile::write(std::string const &data) {
-    std::FILE *f = std::fopen(temp_.c_str(), "wb");
-    if (!f) throw std::runtime_error("cannot write '" + target_ + "': " + std::strerror(errno));
-    bool ok = std::fwrite(data.data(), 1, data.size(), f) == data.size();
-    ok = std::fflush(f) == 0 && ok;
-    ok = std::fclose(f) == 0 && ok;
-    if (!ok) throw std::runtime_error("cannot write '" + target_ + "' (disk full?)");
+    std::FILE *f = stream();
+    if (std::fwrite(data.data(), 1, data.size(), f) != data.size())
+        throw std::runtime_error("cannot write '" + target_ + "' (disk full?)");
 }
 
 void AtomicFile::commit() {
+    if (stream_) {
+        bool ok = !std::ferror(stream_);
+        ok = std::fflush(stream_) == 0 && ok;
+        ok = std::fclose(stream_) == 0 && ok;
+        stream_ = nullptr;
+        if (!ok) throw std::runtime_error("cannot write '" + target_ + "' (disk full?)");
+    }
     if (std::rename(temp_.c_str(), target_.c_str()) != 0)
         throw std::runtime_error("cannot write '" + target_ + "': " + std::strerror(errno));
     committed_ = true;
+    unregisterTemp(slot_);
+    slot_ = -1;
+}
+
+namespace {
+// Where a path leads, for comparing outputs with each other and with the input: the real
+// path of an existing file, else its folder's real path and its name.
+std::filesystem::path resolved(std::string const &path) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    fs::path const canonical = fs::weakly_canonical(fs::absolute(path, ec), ec);
+    return ec ? fs::path(path).lexically_normal() : canonical;
+}
+}  // namespace
+
+void refuseOverwritingModel(std::string const &output, std::string const &model) {
+    namespace fs = std::filesystem;
+    if (model.empty() || output == "-") return;
+    std::error_code ec;
+    bool const same = fs::exists(output, ec) && fs::exists(model, ec) ? fs::equivalent(output, model, ec)
+                                                                      : resolved(output) == resolved(model);
+    if (same) throw UsageError("output '" + output + "' is the input model; choose another name");
+}
+
+OutputFiles::OutputFiles(std::vector<std::string> const &targets, std::string const &model, bool allowStdout)
+    : targets_(targets) {
+    std::vector<std::filesystem::path> seen;
+    for (std::string const &target : targets_) {
+        if (target.empty()) throw UsageError("an output name is empty");
+        if (target == "-" && !allowStdout) throw UsageError("this command cannot write to standard output ('-o -')");
+        refuseOverwritingModel(target, model);
+        std::filesystem::path const where = target == "-" ? std::filesystem::path("-") : resolved(target);
+        if (std::find(seen.begin(), seen.end(), where) != seen.end())
+            throw UsageError("output '" + target + "' is given twice");
+        seen.push_back(where);
+    }
+    for (std::string const &target : targets_)
+        files_.push_back(target == "-" ? nullptr : std::make_unique<AtomicFile>(target));
+}
+
+bool OutputFiles::usesStdout() const {
+    return std::find(targets_.begin(), targets_.end(), "-") != targets_.end();
+}
+
+void OutputFiles::write(std::size_t i, std::string const &text) {
+    if (files_[i]) files_[i]->write(text);
+    else std::cout << text;
+}
+
+void OutputFiles::commit() {
+    for (auto &file : files_)
+        if (file) file->commit();
 }
 
 std::string extensionOf(std::string const &path) {
@@ -223,32 +358,6 @@ void requireCount(long long value, long long most, std::string const &option) {
     if (value > most)
         throw UsageError(option + " must be at most " + std::to_string(most) + " (got " +
                          std::to_string(value) + ")");
-}
-
-void releaseContour(odb::PLC *contour) {
-    if (!contour) return;
-    std::vector<odb::Point3D *> *points = contour->pointList();
-    delete contour;
-    for (odb::Point3D *p : *points) delete p;
-    delete points;
-}
-
-void BspRelease::operator()(odb::BSPTree const *tree) const {
-    // Triangulation::BSP() hands out a const tree that the caller still ends with release().
-    if (tree) const_cast<odb::BSPTree *>(tree)->release();
-}
-
-ContourData contourData(odb::PLC &contour) {
-    ContourData data;
-    data.name = contour.getName();
-    for (odb::Point3D const *p : *contour.pointList()) data.points.push_back(*p);
-    if (data.points.size() >= 2) {
-        odb::Point3D const &a = data.points.front();
-        odb::Point3D const &b = data.points.back();
-        data.closed = std::fabs(a.x() - b.x()) < 1e-8 && std::fabs(a.y() - b.y()) < 1e-8 &&
-                      std::fabs(a.z() - b.z()) < 1e-8;
-    }
-    return data;
 }
 
 }  // namespace orvane

@@ -1,7 +1,10 @@
 #pragma once
-// What every subcommand of the orvane tool shares: the two kinds of failure and their exit
-// codes, progress reporting on stderr, output files that appear whole or not at all, and the
-// ownership rules of what the library hands back.
+// What every subcommand of the orvane tool shares: progress reporting on stderr, warnings
+// and summaries that --quiet silences, output files that are checked before any work and
+// appear whole or not at all, and checks of numbers given on the command line. (The two
+// kinds of failure are in tool_errors.h, the releasers of what the library hands back in
+// library_release.h.)
+#include "library_release.h"
 #include "model_io.h"
 
 #include "BSPTree.h"
@@ -19,13 +22,6 @@
 #include <vector>
 
 namespace orvane {
-
-// Wrong use of the command line (a bad number, a missing argument, an unknown output type).
-// Exit code 2. InputError (model_io.h) is an unusable input file: exit code 1.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 // Options every subcommand understands.
 struct CommonOptions {
@@ -89,10 +85,23 @@ int finishRun(int code);
 
 // Warnings go to stderr unless --quiet; they never change the exit code.
 void warn(CommonOptions const &options, std::string const &text);
+// Notes (a choice the tool made for the user, such as drawing every 5th layer) likewise.
+void note(CommonOptions const &options, std::string const &text);
+// A command's closing summary: on stdout, or on stderr when stdout carries the command's
+// data (`stdoutTaken`); nothing under --quiet.
+void summary(CommonOptions const &options, std::string const &text, bool stdoutTaken = false);
+
+// "1 layer", "3 layers"; the plural is the singular and an s unless given.
+std::string counted(std::size_t n, std::string const &singular, std::string const &plural = "");
+
+// "1st", "2nd", "3rd", "4th", "11th", "22nd".
+std::string ordinal(long long n);
 
 // A file written to a temporary name in the target folder and renamed into place by
-// commit(), so that readers never see a half-written file and a failure leaves nothing.
-// The destructor removes the temporary file when commit() was not reached.
+// commit(), so that readers never see a half-written file and a failure leaves nothing. The
+// temporary file is made at construction (so a folder that cannot be written is found before
+// any work), removed by the destructor when commit() was not reached, and removed as well if
+// the tool is ended by SIGINT, SIGTERM or SIGHUP meanwhile.
 class AtomicFile {
 public:
     explicit AtomicFile(std::string target);
@@ -100,18 +109,52 @@ public:
     AtomicFile(AtomicFile const &) = delete;
     AtomicFile &operator=(AtomicFile const &) = delete;
 
-    // The temporary file's path, for writers that open files themselves (Assimp's exporter).
+    std::string const &target() const { return target_; }
+    // The temporary file's path, for writers that open files themselves.
     std::string const &tempPath() const { return temp_; }
-    // Writes `data` to the temporary file (replacing what was there).
+    // The temporary file opened for writing (on first use), buffered; checked by commit().
+    std::FILE *stream();
+    // Writes `data` to the temporary file.
     void write(std::string const &data);
-    // Renames the temporary file onto the target. Throws std::runtime_error on failure.
+    // Closes the stream and renames the temporary file onto the target. Throws
+    // std::runtime_error on a write error (a full disk) or a failed rename.
     void commit();
 
 private:
     std::string target_;
     std::string temp_;
+    std::FILE *stream_ = nullptr;
+    int slot_ = -1;   // in the list of files removed on a signal
     bool committed_ = false;
 };
+
+// Output files of one run, checked and opened before any work, written, then committed
+// together: `-o good.svg -o bad/x.json` fails before reading the model and leaves nothing.
+class OutputFiles {
+public:
+    // Each target must be a file name (or "-" for standard output where `allowStdout`, at
+    // most once), in an existing folder, not a folder, not the input `model` (the path given
+    // for it, empty for none) and not named twice. Throws UsageError otherwise.
+    OutputFiles(std::vector<std::string> const &targets, std::string const &model, bool allowStdout);
+    std::size_t size() const { return targets_.size(); }
+    std::string const &target(std::size_t i) const { return targets_[i]; }
+    bool isStdout(std::size_t i) const { return targets_[i] == "-"; }
+    bool usesStdout() const;
+    // The file of output i (not for "-").
+    AtomicFile &file(std::size_t i) { return *files_[i]; }
+    // Writes output i's whole text: to its file, or to standard output.
+    void write(std::size_t i, std::string const &text);
+    // Commits every file.
+    void commit();
+
+private:
+    std::vector<std::string> targets_;
+    std::vector<std::unique_ptr<AtomicFile>> files_;
+};
+
+// Throws UsageError when `output` names the same file as `model` (a path given on the
+// command line, possibly empty).
+void refuseOverwritingModel(std::string const &output, std::string const &model);
 
 // Lower-case extension of a path without the dot ("" when there is none).
 std::string extensionOf(std::string const &path);
@@ -123,29 +166,5 @@ void requireFinite(double value, std::string const &option);
 void requirePositive(double value, std::string const &option);
 // An integer count in [1, most].
 void requireCount(long long value, long long most, std::string const &option);
-
-// Releasers for what the library hands to the caller.
-// A delivered contour: its points, its point list, then the PLC.
-void releaseContour(odb::PLC *contour);
-struct ContourList {
-    std::vector<odb::PLC *> items;
-    ContourList() = default;
-    ContourList(ContourList const &) = delete;
-    ContourList &operator=(ContourList const &) = delete;
-    ~ContourList() { for (odb::PLC *c : items) releaseContour(c); }
-};
-// A BSP tree from Triangulation::BSP(), ended with release().
-struct BspRelease {
-    void operator()(odb::BSPTree const *tree) const;
-};
-using BspTreePtr = std::unique_ptr<odb::BSPTree const, BspRelease>;
-
-// A contour's points copied out, with the tool's reading of it.
-struct ContourData {
-    std::string name;
-    std::vector<odb::Point3D> points;
-    bool closed = false;   // last point repeats the first within 1e-8 per coordinate
-};
-ContourData contourData(odb::PLC &contour);
 
 }  // namespace orvane

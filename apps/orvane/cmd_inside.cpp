@@ -71,25 +71,39 @@ char const *answer(odb::Plane::_Pos pos) {
     }
 }
 
+bool isNumber(std::string const &text) {
+    std::size_t used = 0;
+    try {
+        std::stod(text, &used);
+    } catch (std::exception const &) {
+        return false;
+    }
+    return !text.empty() && used == text.size();
+}
+
 int runInside(InsideOptions const &o, CommonOptions const &common) {
+    // [MODEL] X Y Z: the model is the first argument when there are four, or when the first
+    // is not a number.
     std::string model;
+    std::vector<std::string> coords = o.args;
+    if (!coords.empty() && (coords.size() == 4 || !isNumber(coords[0]))) {
+        model = coords[0];
+        coords.erase(coords.begin());
+    }
     std::vector<odb::Point3D> points;
-    std::size_t n = o.args.size();
-    if (n == 4 || n == 1) model = o.args[0];
-    if (n == 3 || n == 4) {
-        std::size_t b = n - 3;
-        points.emplace_back(parseNumber(o.args[b], "X"), parseNumber(o.args[b + 1], "Y"),
-                            parseNumber(o.args[b + 2], "Z"));
+    if (coords.size() == 3) {
         if (!o.pointsFile.empty()) throw UsageError("give either X Y Z or --points, not both");
-    } else if (n == 2 || n > 4) {
-        throw UsageError("inside takes [MODEL] X Y Z or [MODEL] --points FILE");
+        points.emplace_back(parseNumber(coords[0], "X"), parseNumber(coords[1], "Y"), parseNumber(coords[2], "Z"));
+    } else if (!coords.empty()) {
+        throw UsageError("a point needs three numbers X Y Z (got " + counted(coords.size(), "value") + (model.empty() ? "" : " after the model '" + model + "'") +
+                         "); inside takes [MODEL] X Y Z or [MODEL] --points FILE");
     } else if (o.pointsFile.empty()) {
         throw UsageError("give a point X Y Z or --points FILE");
     }
+    if (points.empty()) points = readPoints(o.pointsFile);
 
     Progress progress(common);
     ModelInput in = loadInput(model, progress);
-    if (points.empty()) points = readPoints(o.pointsFile);
     bool closed = true;
     for (odb::Triangle *t : in.mesh->mesh().triangleList())
         for (int e = 0; e < 3 && closed; ++e) closed = t->edge(e)->triangles->size() == 2;
@@ -97,8 +111,7 @@ int runInside(InsideOptions const &o, CommonOptions const &common) {
         warn(common, in.name + " is not a closed surface; inside and outside are not "
                                "well defined for it");
 
-    progress.stage("Building the BSP tree of " + std::to_string(in.mesh->triangleCount()) +
-                   " triangles");
+    progress.stage("Building the BSP tree of " + counted(in.mesh->triangleCount(), "triangle"));
     BspTreePtr tree(in.mesh->mesh().BSP());
     progress.done();
     if (!tree)

@@ -1,7 +1,8 @@
 // orvane isosurface: a sphere or a gyroid lattice polygonised cube by cube with the kernel's
-// MarchingCubes, welded into one mesh and written through Assimp.
+// MarchingCubes, welded into one mesh, wound outward and written.
 #include "commands.h"
 #include "mesh_export.h"
+#include "surface_orientation.h"
 
 #include "MarchingCubes.h"
 #include "Vertex.h"
@@ -75,6 +76,7 @@ int runIsosurface(IsoOptions const &o, CommonOptions const &common) {
     std::string output = o.output.empty() ? std::string(sphere ? "sphere.stl" : "gyroid.stl") : o.output;
     if (!isMeshOutput(extensionOf(output)))
         throw UsageError("output '" + output + "': isosurface writes .stl, .obj or .ply files");
+    OutputFiles files({output}, "", false);
 
     Progress progress(common);
     std::size_t const n = static_cast<std::size_t>(o.grid);
@@ -86,12 +88,12 @@ int runIsosurface(IsoOptions const &o, CommonOptions const &common) {
         for (std::size_t j = 0; j <= n; ++j)
             for (std::size_t i = 0; i <= n; ++i) plane[j * (n + 1) + i] = field(at(i), at(j), at(k));
     };
-    OwnedMesh mesh;
-    VertexWelder welder(mesh);
+    MeshPart part;
+    part.name = sphere ? "sphere" : "gyroid";
+    ModelData &mesh = part.mesh;
+    PointWelder welder(mesh.coords);
     odb::MarchingCubes cubes;
     CubeTriangles out;
-    // Triangles are added once every vertex is in: the mesh sizes its tables by vertex count.
-    std::vector<std::array<std::size_t, 3>> triangles;
     progress.stage("Polygonising " + std::to_string(n) + "^3 cubes", n);
     fill(below, 0);
     for (std::size_t k = 0; k < n; ++k) {
@@ -107,15 +109,15 @@ int runIsosurface(IsoOptions const &o, CommonOptions const &common) {
                                     v(above, 0, 0), v(above, 1, 0), v(above, 1, 1), v(above, 0, 1)};
                 if (!cubes.vMarchCube(&out.items, values, at(i), at(j), at(k), step)) continue;
                 for (auto const &tri : out.items) {
-                    std::size_t idx[3];
+                    std::uint32_t idx[3];
                     for (int c = 0; c < 3; ++c) {
-                        odb::Point3D const &p = *tri[c]->point();
+                        odb::Point3D const &p = *tri[static_cast<std::size_t>(c)]->point();
                         idx[c] = welder.add(p.x(), p.y(), p.z());
                     }
                     // Corners at a sample of value exactly 0 collapse edges; such slivers
                     // have no area and are left out.
                     if (idx[0] != idx[1] && idx[1] != idx[2] && idx[2] != idx[0])
-                        triangles.push_back({{idx[0], idx[1], idx[2]}});
+                        mesh.corners.insert(mesh.corners.end(), {idx[0], idx[1], idx[2]});
                 }
                 out.clear();
             }
@@ -123,38 +125,34 @@ int runIsosurface(IsoOptions const &o, CommonOptions const &common) {
         progress.step(k + 1);
     }
     progress.done();
-    for (auto const &t : triangles) mesh.addTriangle(t[0], t[1], t[2]);
     if (mesh.triangleCount() == 0)
-        throw UsageError("the surface does not cross the grid: nothing to write (try a finer "
-                         "--grid)");
+        throw UsageError("the surface does not cross the grid: nothing to write (try a finer --grid)");
 
-    // The tables fix one winding for the whole surface; turn it outward (normals towards
-    // growing field values) if it came out inward.
-    MeshPart part = partOf(mesh, sphere ? "sphere" : "gyroid", true);
-    double agreement = 0;
-    for (auto const &t : part.triangles) {
-        auto const &a = part.points[t[0]], &b = part.points[t[1]], &c = part.points[t[2]];
-        double e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-        double e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-        double nrm[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
-                         e1[0] * e2[1] - e1[1] * e2[0]};
-        double m[3] = {(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3, (a[2] + b[2] + c[2]) / 3};
-        double h = step * 1e-3, g[3];
-        for (int d = 0; d < 3; ++d) {
+    // Outward: the closed sphere by its volume; the gyroid, open where the block cuts it, by
+    // the field, which grows towards the outside.
+    orientSurface(mesh, [&](std::size_t t) {
+        std::array<double, 3> p[3];
+        for (int c = 0; c < 3; ++c)
+            for (int a = 0; a < 3; ++a) p[c][static_cast<std::size_t>(a)] = mesh.coords[3 * mesh.corners[3 * t + static_cast<std::size_t>(c)] + static_cast<std::size_t>(a)];
+        std::array<double, 3> const normal = facetNormal(p[0], p[1], p[2]);
+        double m[3], g[3], h = step * 1e-3;
+        for (int a = 0; a < 3; ++a) m[a] = (p[0][static_cast<std::size_t>(a)] + p[1][static_cast<std::size_t>(a)] + p[2][static_cast<std::size_t>(a)]) / 3;
+        for (int a = 0; a < 3; ++a) {
             double lo[3] = {m[0], m[1], m[2]}, hi[3] = {m[0], m[1], m[2]};
-            lo[d] -= h;
-            hi[d] += h;
-            g[d] = field(hi[0], hi[1], hi[2]) - field(lo[0], lo[1], lo[2]);
+            lo[a] -= h;
+            hi[a] += h;
+            g[a] = field(hi[0], hi[1], hi[2]) - field(lo[0], lo[1], lo[2]);
         }
-        agreement += nrm[0] * g[0] + nrm[1] * g[1] + nrm[2] * g[2];
-    }
-    if (agreement < 0)
-        for (auto &t : part.triangles) std::swap(t[1], t[2]);
+        return normal[0] * g[0] + normal[1] * g[1] + normal[2] * g[2];
+    });
 
-    writeMesh(output, {part});
-    std::cout << (sphere ? "sphere" : "gyroid") << ": " << n << "^3 cubes, "
-              << part.triangles.size() << " triangles, " << part.points.size()
-              << " vertices; wrote " << output << "\n";
+    progress.stage("Writing " + output);
+    writeMesh(files.file(0), {part});
+    files.commit();
+    progress.done();
+    summary(common, std::string(sphere ? "sphere" : "gyroid") + ": " + std::to_string(n) + "^3 cubes, " +
+                        counted(mesh.triangleCount(), "triangle") + ", " + counted(mesh.vertexCount(), "vertex", "vertices") +
+                        "; wrote " + output);
     return finishRun(0);
 }
 
@@ -164,7 +162,7 @@ Runner addIsosurfaceCommand(CLI::App &root, CommonOptions const &common) {
     auto o = std::make_shared<IsoOptions>();
     CLI::App *cmd = root.add_subcommand(
         "isosurface", "Polygonise a sphere or a gyroid lattice with marching cubes");
-    o->sphereOption = cmd->add_option("--sphere", o->sphere, "A sphere of radius R");
+    o->sphereOption = cmd->add_option("--sphere", o->sphere, "A sphere of radius R (model units)");
     o->gyroidOption = cmd->add_option("--gyroid", o->gyroid,
                                       "A gyroid lattice (the infill pattern) of period PERIOD");
     o->sphereOption->excludes(o->gyroidOption);
@@ -172,7 +170,8 @@ Runner addIsosurfaceCommand(CLI::App &root, CommonOptions const &common) {
                                     "Edge of the gyroid's cubic block (default two periods)");
     cmd->add_option("-g,--grid", o->grid, "Cubes per axis (default 48, at most 512)");
     cmd->add_option("-o,--output", o->output,
-                    "Output mesh, .stl, .obj or .ply (default sphere.stl or gyroid.stl)");
+                    "Output mesh, .stl, .obj or .ply (default sphere.stl or gyroid.stl), wound "
+                    "outward");
     cmd->footer("Examples:\n"
                 "  orvane isosurface --sphere 10 --grid 40 -o ball.stl\n"
                 "  orvane isosurface --gyroid 8 --size 40 --grid 96 -o infill.ply");

@@ -72,18 +72,17 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     requireFinite(o.angle, "--angle");
     if (o.angle < 0 || o.angle > 180)
         throw UsageError("--angle must lie between 0 and 180 degrees (got " + angleText(o.angle) + ")");
-    if (!o.output.empty()) {
-        std::string ext = extensionOf(o.output);
-        if (ext != "obj" && ext != "ply")
-            throw UsageError("output '" + o.output + "': segment writes .obj (a group per face) or "
-                             ".ply (a colour per face) files");
-    }
+    std::string const output = o.output.empty() ? modelStem(o.model) + "-faces.obj" : o.output;
+    std::string const ext = extensionOf(output);
+    if (ext != "obj" && ext != "ply")
+        throw UsageError("output '" + output + "': segment writes .obj (a group per face) or "
+                         ".ply (a colour per face) files");
+    OutputFiles files({output}, o.model, false);
     Progress progress(common);
     ModelInput in = loadInput(o.model, progress);
-    std::string const output = o.output.empty() ? in.stem + "-faces.obj" : o.output;
     OwnedMesh &source = *in.mesh;
 
-    progress.stage("Segmenting " + std::to_string(source.triangleCount()) + " triangles");
+    progress.stage("Segmenting " + counted(source.triangleCount(), "triangle"));
     FaceSet faces;
     odb::Segmentation segmentation(&source.mesh(), o.angle);
     odb::Outcome result = segmentation.segmentize(faces.meshes);
@@ -96,7 +95,7 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
         // No sharp or border edge at all: a smooth closed surface is one face.
         if (!faces.meshes.empty() || result.mesg() != "Strong Edge not found")
             throw std::runtime_error("segmentation failed: " + result.mesg());
-        warn(common, in.name + " has no edge sharper than " + angleText(o.angle) +
+        note(common, in.name + " has no edge sharper than " + angleText(o.angle) +
                          " degrees and no border: it is a single face");
         parts.push_back(partOf(source, "Face-1" + suffix, false));
     } else {
@@ -131,19 +130,17 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
             std::stable_sort(triangles.begin(), triangles.end(),
                              [](auto const &a, auto const &b) { return a.first < b.first; });
             MeshPart part;
-            std::vector<std::size_t> renumber(vertices.size(), SIZE_MAX);
+            std::vector<std::uint32_t> renumber(vertices.size(), UINT32_MAX);
             for (auto const &entry : triangles) {
-                std::array<std::size_t, 3> tri{};
                 for (int c = 0; c < 3; ++c) {
-                    std::size_t &v = renumber[entry.second[c]];
-                    if (v == SIZE_MAX) {
+                    std::uint32_t &v = renumber[entry.second[c]];
+                    if (v == UINT32_MAX) {
                         odb::Point3D const &p = *vertices[entry.second[c]]->point();
-                        v = part.points.size();
-                        part.points.push_back({{p.x(), p.y(), p.z()}});
+                        v = static_cast<std::uint32_t>(part.mesh.vertexCount());
+                        part.mesh.coords.insert(part.mesh.coords.end(), {p.x(), p.y(), p.z()});
                     }
-                    tri[c] = v;
+                    part.mesh.corners.push_back(v);
                 }
-                part.triangles.push_back(tri);
             }
             ordered.emplace_back(triangles.empty() ? SIZE_MAX : triangles.front().first, std::move(part));
         }
@@ -155,14 +152,14 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     }
     for (std::size_t i = 0; i < parts.size(); ++i) parts[i].colour = partColour(i);
     progress.stage("Writing " + output);
-    writeMesh(output, parts);
+    writeMesh(files.file(0), parts);
+    files.commit();
     progress.done();
 
     std::size_t largest = 0;
-    for (MeshPart const &p : parts) largest = std::max(largest, p.triangles.size());
-    std::cout << in.name << ": " << parts.size() << " faces at " << angleText(o.angle)
-              << " degrees, the largest of " << largest << " triangles; "
-              << runTimes(seconds, "segmenting") << "; wrote " << output << "\n";
+    for (MeshPart const &p : parts) largest = std::max(largest, p.mesh.triangleCount());
+    summary(common, in.name + ": " + counted(parts.size(), "face") + " at " + angleText(o.angle) + " degrees, the largest of " +
+                        counted(largest, "triangle") + "; " + runTimes(seconds, "segmenting") + "; wrote " + output);
     return finishRun(0);
 }
 
@@ -172,38 +169,32 @@ struct BoundaryOptions {
 };
 
 int runBoundaries(BoundaryOptions const &o, CommonOptions const &common) {
-    std::string ext = o.output.empty() ? "json" : extensionOf(o.output);
+    std::string const output = o.output.empty() ? modelStem(o.model) + "-boundaries.json" : o.output;
+    std::string const ext = output == "-" ? "json" : extensionOf(output);
     if (ext != "json" && ext != "svg")
-        throw UsageError("output '" + o.output + "': boundaries writes .json or .svg files");
+        throw UsageError("output '" + output + "': boundaries writes .json or .svg files (or JSON to standard output with '-o -')");
+    OutputFiles files({output}, o.model, true);
     Progress progress(common);
     ModelInput in = loadInput(o.model, progress);
-    std::string const output = o.output.empty() ? in.stem + "-boundaries.json" : o.output;
 
-    progress.stage("Tracing the borders of " + std::to_string(in.mesh->triangleCount()) + " triangles");
+    progress.stage("Tracing the borders of " + counted(in.mesh->triangleCount(), "triangle"));
     ContourList contours;
     odb::Segmentation segmentation(&in.mesh->mesh(), 30);
     odb::Outcome result = segmentation.boundaries(contours.items);
     double const seconds = progress.done();
     bool const closed = !result.isOk();   // "No boundry found.": no border edge at all
-    Layer all;
-    all.index = 1;
+    std::vector<ContourData> borders;
     std::size_t open = 0;
     for (odb::PLC *plc : contours.items) {
-        all.contours.push_back(contourData(*plc));
-        if (!all.contours.back().closed) ++open;
+        borders.push_back(contourData(*plc));
+        if (!borders.back().closed) ++open;
     }
-    AtomicFile file(output);
-    if (ext == "json") {
-        file.write(contoursJson(all.contours, in.name));
-    } else {
-        ViewFrame top;   // seen from above: x to the right, y up
-        classifyContours(all, top);
-        file.write(layersSvg({all}, top, in.name + ", border contours seen from above"));
-    }
-    file.commit();
-    std::cout << in.name << ": " << all.contours.size() << " border contours, " << open
-              << " open" << (closed ? " (the model has no border)" : "") << "; "
-              << runTimes(seconds, "tracing") << "; wrote " << output << "\n";
+    if (ext == "json") files.write(0, contoursJson(borders, in.name));
+    else files.write(0, bordersSvg(borders, ViewFrame(), in.name + ": border contours seen from above"));
+    files.commit();
+    summary(common, in.name + ": " + counted(borders.size(), "border contour") + ", " + std::to_string(open) + " open" +
+                        (closed ? " (the model has no border)" : "") + "; " + runTimes(seconds, "tracing") + "; wrote " + output,
+            files.usesStdout());
     return finishRun(0);
 }
 
@@ -233,7 +224,7 @@ Runner addBoundariesCommand(CLI::App &root, CommonOptions const &common) {
     addModelArgument(*cmd, o->model);
     cmd->add_option("-o,--output", o->output,
                     "Output file, .json (every contour's points) or .svg (seen from above); "
-                    "default MODEL-boundaries.json");
+                    "'-' writes the JSON to standard output. Default MODEL-boundaries.json");
     cmd->footer("Example:\n  orvane boundaries scan.ply -o scan-borders.svg");
     return [o, &common] { return runBoundaries(*o, common); };
 }

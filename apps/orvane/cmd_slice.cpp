@@ -1,19 +1,10 @@
-// orvane slice: layer contours of a model from the kernel's Profiler, as SVG and/or JSON.
+// orvane slice: the layers of a model, nested into polygons, as an SVG picture and/or JSON.
+// The work itself is sliceModel (slice_run.h); this is its command line.
 #include "commands.h"
 #include "contour_export.h"
-#include "slice_plan.h"
-
-#include "Direction3D.h"
-#include "Outcome.h"
-#include "PLC.h"
-#include "Profiler.h"
-#include "Edge.h"
-#include "Triangle.h"
-#include "Vector3D.h"
+#include "slice_run.h"
 
 #include <algorithm>
-#include <array>
-#include <memory>
 #include <cmath>
 #include <iomanip>
 #include <iostream>
@@ -24,6 +15,8 @@ namespace orvane {
 namespace {
 
 constexpr long long kMostLayers = 100000;
+// A picture with more panels than this draws every k-th layer unless told otherwise.
+constexpr std::size_t kMostPanels = 100;
 
 struct SliceOptions {
     std::string model;
@@ -31,6 +24,8 @@ struct SliceOptions {
     double layerHeight = 0;
     std::string direction = "0,0,1";
     std::vector<std::string> outputs;
+    std::string range;
+    long long every = 0;
     CLI::Option *layersOption = nullptr;
     CLI::Option *heightOption = nullptr;
 };
@@ -56,103 +51,97 @@ std::string fmt(double v, int precision = 4) {
 }
 
 int runSlice(SliceOptions const &o, CommonOptions const &common) {
+    SliceRequest request;
     bool const byHeight = o.heightOption->count() > 0;
-    if (byHeight) requirePositive(o.layerHeight, "--layer-height");
-    else requireCount(o.layersOption->count() > 0 ? o.layers : 20, kMostLayers, "--layers");
-    Vec3 const dirIn = parseDirection(o.direction);
-    double len = std::sqrt(dirIn[0] * dirIn[0] + dirIn[1] * dirIn[1] + dirIn[2] * dirIn[2]);
-    Vec3 const d{{dirIn[0] / len, dirIn[1] / len, dirIn[2] / len}};
-    std::vector<std::string> outputs = o.outputs;
-    for (std::string const &out : outputs) {
-        std::string ext = extensionOf(out);
-        if (ext != "svg" && ext != "json")
-            throw UsageError("output '" + out + "': slice writes .svg or .json files");
+    if (byHeight) {
+        requirePositive(o.layerHeight, "--layer-height");
+        request.layerHeight = o.layerHeight;
+    } else {
+        request.layers = o.layersOption->count() > 0 ? o.layers : 20;
+        requireCount(request.layers, kMostLayers, "--layers");
     }
+    request.mostLayers = kMostLayers;
+    request.direction = parseDirection(o.direction);
+    LayerSelection selection;
+    if (!o.range.empty()) selection = parseLayerRange(o.range);
+    if (o.every != 0) {
+        requireCount(o.every, kMostLayers, "--every");
+        selection.every = o.every;
+    }
+
+    std::vector<std::string> outputs = o.outputs;
+    if (outputs.empty()) outputs.push_back(modelStem(o.model) + "-slices.svg");
+    std::size_t toStdout = 0;
+    for (std::string const &out : outputs) {
+        if (out == "-") {
+            ++toStdout;
+            continue;
+        }
+        std::string const ext = extensionOf(out);
+        if (ext != "svg" && ext != "json")
+            throw UsageError("output '" + out + "': slice writes .svg or .json files (or JSON to standard output with '-o -')");
+    }
+    OutputFiles files(outputs, o.model, true);
 
     Progress progress(common);
     ModelInput in = readInput(o.model, progress);
-    if (outputs.empty()) outputs.push_back(in.stem + "-slices.svg");
+    SliceCallbacks callbacks;
+    callbacks.stage = [&](std::string const &what, std::size_t total) { progress.stage(what, total); };
+    callbacks.step = [&](std::size_t done, std::size_t total) { progress.step(done, total); };
+    callbacks.done = [&] { progress.done(); };
+    SliceResult result = sliceModel(std::move(in.data), request, callbacks);
+    // Left for the end of the run (finishRun), which skips its piecewise release.
+    in.mesh = std::move(result.slicedMesh);
+    for (std::string const &warning : sliceWarnings(result)) warn(common, warning);
+    SlicePlan const &plan = result.plan;
 
-    // Rotated, scaled and moved where the slicer works best (slice_plan.h); the mesh is
-    // built there once, and the contours are moved back as they are read.
-    SlicePlan const plan = planSlices(in.data, d, byHeight ? 0 : (o.layersOption->count() > 0 ? o.layers : 20),
-                                      o.layerHeight, kMostLayers);
-    long long const layers = plan.layers;
-    if (!plan.clear)
-        warn(common, "no position of the planes keeps every layer off the model's vertices (the "
-                     "nearest lies " + fmt(plan.clearance, 3) + " units from a plane); some "
-                     "contours may come out open");
-    buildInputMesh(in, progress, &plan.placement);
-    OwnedMesh &placed = *in.mesh;
-    placed.addVertex(plan.guardLow[0], plan.guardLow[1], plan.guardLow[2]);
-    placed.addVertex(plan.guardHigh[0], plan.guardHigh[1], plan.guardHigh[2]);
-    bool closed = true;
-    for (odb::Triangle *t : placed.mesh().triangleList())
-        for (int e = 0; e < 3 && closed; ++e) closed = t->edge(e)->triangles->size() == 2;
-
-    progress.stage("Slicing " + std::to_string(layers) + " layers");
-    odb::Direction3D direction(0, 0, 1);
-    ContourList contours;
-    auto profiler = std::make_unique<odb::Profiler>(&placed.mesh(), &direction,
-                                                    static_cast<int>(plan.slicerPlanes()));
-    profiler->generateProfile(contours.items);
-    double const seconds = progress.done();
-
-    // Group the contours by layer, in model coordinates on their nominal planes.
-    std::vector<Layer> byPlane(static_cast<std::size_t>(layers));
-    for (long long k = 0; k < layers; ++k) {
-        byPlane[k].index = static_cast<int>(k + 1);
-        byPlane[k].height = plan.height(k);
+    std::vector<std::size_t> chosen = selection.pick(result.layers.size());
+    bool const wantsPicture = std::any_of(outputs.begin(), outputs.end(), [](std::string const &out) {
+        return out != "-" && extensionOf(out) == "svg";
+    });
+    if (wantsPicture && chosen.empty())
+        throw UsageError("--layers-range " + o.range + " holds none of the " + counted(result.layers.size(), "layer"));
+    if (wantsPicture && o.every == 0 && chosen.size() > kMostPanels) {
+        selection.every = static_cast<long long>((chosen.size() + kMostPanels - 1) / kMostPanels);
+        chosen = selection.pick(result.layers.size());
+        note(common, "the picture shows every " + ordinal(selection.every) + " of the " +
+                         counted(result.layers.size(), "layer") + " (choose with --every and --layers-range)");
     }
-    std::size_t open = 0, kept = 0;
-    std::vector<long long> openLayers;
-    for (odb::PLC *plc : contours.items) {
-        ContourData data = contourData(*plc);
-        if (data.points.empty()) continue;
-        long long const k = plan.layerOf(data.points[0].z());
-        if (k < 0) continue;   // a guard plane (never cut)
-        for (odb::Point3D &p : data.points) p = plan.toModel(p, k);
-        if (!data.closed) {
-            ++open;
-            if (openLayers.empty() || openLayers.back() != k + 1) openLayers.push_back(k + 1);
-        }
-        ++kept;
-        byPlane[k].contours.push_back(std::move(data));
-    }
-    if (open > 0 && closed) {
-        std::string list;
-        for (std::size_t i = 0; i < std::min<std::size_t>(openLayers.size(), 10); ++i)
-            list += (i ? ", " : "") + std::to_string(openLayers[i]);
-        if (openLayers.size() > 10) list += " and " + std::to_string(openLayers.size() - 10) + " more";
-        warn(common, "the model is closed, yet " + std::to_string(open) + " contours came out open, in layer" +
-                         (openLayers.size() == 1 ? " " : "s ") + list);
-    }
-    ViewFrame frame;
-    frame.u = plan.axisU;
-    frame.v = plan.axisV;
-    frame.w = d;
-    for (Layer &layer : byPlane) classifyContours(layer, frame);
 
     progress.stage("Writing " + joinPaths(outputs));
-    for (std::string const &out : outputs) {
-        AtomicFile file(out);
-        if (extensionOf(out) == "svg") {
-            file.write(layersSvg(byPlane, frame, in.name + ", " + std::to_string(layers) +
-                                                     " layers of " + fmt(plan.layerHeight) + " along (" +
-                                                     fmt(d[0]) + ", " + fmt(d[1]) + ", " + fmt(d[2]) + ")"));
+    std::string const direction = "(" + fmt(plan.direction[0]) + ", " + fmt(plan.direction[1]) + ", " + fmt(plan.direction[2]) + ")";
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        if (!files.isStdout(i) && extensionOf(files.target(i)) == "svg") {
+            ViewFrame frame;
+            frame.u = plan.axisU;
+            frame.v = plan.axisV;
+            frame.w = plan.direction;
+            std::string title = in.name + ": " + counted(result.layers.size(), "layer") + " of " + fmt(plan.layerHeight) +
+                                " along " + direction;
+            if (chosen.size() < result.layers.size()) title += ", " + counted(chosen.size(), "layer") + " shown";
+            files.write(i, layersSvg(result, chosen, frame, title));
         } else {
-            SliceInfo info;
-            info.model = in.name;
-            info.direction = d;
-            info.spacing = plan.layerHeight;
-            file.write(layersJson(byPlane, info));
+            files.write(i, layersJson(result, in.name));
         }
-        file.commit();
     }
+    files.commit();
     progress.done();
-    std::cout << in.name << ": " << layers << " layers of " << fmt(plan.layerHeight) << ", " << kept
-              << " contours, " << open << " open" << (open && !closed ? " (the model has border or non-manifold edges)" : "")
-              << ", " << runTimes(seconds, "slicing") << "; wrote " << joinPaths(outputs) << "\n";
+
+    std::size_t polygons = 0, holes = 0;
+    for (SliceLayer const &layer : result.layers) {
+        polygons += layer.polygons.size();
+        for (SlicePolygon const &p : layer.polygons) holes += p.holes.size();
+    }
+    std::string line = in.name + ": " + counted(result.layers.size(), "layer") + " of " + fmt(plan.layerHeight) +
+                       (plan.thinLast ? " (the last thinner)" : "") + ", " +
+                       counted(result.closedContours + result.openContours, "contour") + ", " +
+                       std::to_string(result.openContours) + " open";
+    if (result.openContours > 0)
+        line += std::string(result.modelClosed ? "" : " (the model has border or non-manifold edges)") + " in layer" +
+                (result.openLayers.size() == 1 ? " " : "s ") + listSome(result.openLayers);
+    line += "; " + counted(polygons, "polygon") + " with " + counted(holes, "hole") + "; " +
+            runTimes(result.slicingSeconds, "slicing") + "; wrote " + joinPaths(outputs);
+    summary(common, line, files.usesStdout());
     return finishRun(0);
 }
 
@@ -160,25 +149,38 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
 
 Runner addSliceCommand(CLI::App &root, CommonOptions const &common) {
     auto o = std::make_shared<SliceOptions>();
-    CLI::App *cmd = root.add_subcommand("slice", "Cut a model into layer contours (SVG, JSON)");
+    CLI::App *cmd = root.add_subcommand("slice", "Cut a model into layers of nested polygons (SVG, JSON)");
     addModelArgument(*cmd, o->model);
     auto *layers = cmd->add_option("-n,--layers", o->layers,
                                    "Number of layers of equal height over the model's extent "
                                    "along the direction (default 20)");
     auto *height = cmd->add_option("--layer-height", o->layerHeight,
-                                   "Layer thickness in model units (normally mm): the first "
-                                   "plane lies half a layer above the model's bottom, every "
-                                   "layer has exactly this height, the last one possibly less");
+                                   "Layer thickness in model units (normally mm): layers are "
+                                   "stacked from the model's bottom, each cut in its middle (the "
+                                   "first at half a layer), every layer exactly this thick but "
+                                   "the last, which may be thinner");
     layers->excludes(height);
     o->layersOption = layers;
     o->heightOption = height;
-    cmd->add_option("-d,--direction", o->direction, "Slicing direction X,Y,Z (default 0,0,1)");
+    cmd->add_option("-d,--direction", o->direction,
+                    "Slicing direction X,Y,Z (default 0,0,1): layers are stacked along it and "
+                    "drawn as seen from its tip");
     cmd->add_option("-o,--output", o->outputs,
                     "Output file, .svg (a picture with a panel per layer) or .json (every "
-                    "contour's points); repeat for both. Default: MODEL-slices.svg")
+                    "layer's polygons: outer contour and holes); '-' writes the JSON to "
+                    "standard output. Repeat for several. Default: MODEL-slices.svg")
         ->allow_extra_args(false);
-    cmd->footer("Examples:\n"
+    cmd->add_option("--layers-range", o->range,
+                    "Layers the picture shows: A:B, A: or :B (1-based, inclusive; default all)");
+    cmd->add_option("--every", o->every,
+                    "The picture shows every K-th layer of the range (default 1; with more than " +
+                        std::to_string(kMostPanels) + " layers, enough to stay within " +
+                        std::to_string(kMostPanels) + " panels)");
+    cmd->footer("Lengths and heights are in model units (normally mm).\n"
+                "Examples:\n"
                 "  orvane slice part.stl --layer-height 0.2 -o part.svg -o part.json\n"
+                "  orvane slice part.stl --layer-height 0.2 --layers-range 10:40 --every 5 -o some.svg\n"
+                "  orvane slice part.stl -n 50 -o - | jq '.layers[0].polygons | length'\n"
                 "  orvane slice -n 12 -d 1,0,0 -o side.svg      (the built-in part, sideways)");
     return [o, &common] { return runSlice(*o, common); };
 }

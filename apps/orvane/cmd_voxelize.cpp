@@ -1,7 +1,8 @@
 // orvane voxelize: the cells of a grid over the model that its surface touches, written as a
-// mesh. The voxelizer's progress messages are shown on stderr.
+// printable mesh (voxel_surface.h). The voxelizer's progress messages are shown on stderr.
 #include "commands.h"
 #include "mesh_export.h"
+#include "voxel_surface.h"
 
 #include "Feedback.h"
 #include "Triangle.h"
@@ -11,9 +12,10 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
+#include <cmath>
 #include <cstdint>
-#include <map>
+#include <iostream>
+#include <sstream>
 
 namespace orvane {
 
@@ -24,9 +26,11 @@ constexpr long long kMostCells = 1LL << 29;
 
 struct VoxelOptions {
     std::string model;
-    std::vector<long long> grid;
+    std::vector<std::string> grid;   // counts, possibly followed by the model (see runVoxelize)
+    double voxelSize = 0;
     std::string output;
     bool raw = false;
+    CLI::Option *sizeOption = nullptr;
 };
 
 // Shows the voxelizer's stage messages as progress lines.
@@ -53,98 +57,158 @@ struct QuadSurface {
 };
 
 // A voxel mesh from voxelize(): its vertices and triangles are the caller's.
-void releaseVoxelMesh(odb::Triangulation *mesh) {
-    if (!mesh) return;
-    for (odb::Vertex *v : mesh->vertexList()) delete v;
-    for (odb::Triangle *t : mesh->triangleList()) delete t;
-    delete mesh;
+struct VoxelMesh {
+    odb::Triangulation *mesh = nullptr;
+    ~VoxelMesh() {
+        if (!mesh) return;
+        for (odb::Vertex *v : mesh->vertexList()) delete v;
+        for (odb::Triangle *t : mesh->triangleList()) delete t;
+        delete mesh;
+    }
+};
+
+bool isCount(std::string const &text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) || c == '-' || c == '+'; });
 }
 
-std::array<double, 3> coords(odb::Vertex *v) {
-    odb::Point3D const &p = *v->point();
-    return {{p.x(), p.y(), p.z()}};
+std::string fmt(double v) {
+    std::ostringstream s;
+    s.precision(4);
+    s << v;
+    return s.str();
 }
 
-int runVoxelize(VoxelOptions const &o, CommonOptions const &common) {
-    if (o.grid.size() != 1 && o.grid.size() != 3)
+int runVoxelize(VoxelOptions o, CommonOptions const &common) {
+    // `--grid 32 model.stl` gives the model to the grid's list: take it back.
+    if (!o.grid.empty() && !isCount(o.grid.back()) && o.model.empty()) {
+        o.model = o.grid.back();
+        o.grid.pop_back();
+    }
+    bool const bySize = o.sizeOption->count() > 0;
+    if (bySize == !o.grid.empty())
+        throw UsageError("give either --grid N (or NX NY NZ) or --voxel-size S");
+    if (!bySize && o.grid.size() != 1 && o.grid.size() != 3)
         throw UsageError("--grid takes one count N (an N x N x N grid) or three counts NX NY NZ");
     std::array<long long, 3> counts{};
-    for (int a = 0; a < 3; ++a) {
-        counts[a] = o.grid[o.grid.size() == 1 ? 0 : a];
-        requireCount(counts[a], kMostCells, "--grid");
+    for (std::size_t a = 0; a < o.grid.size() && a < 3; ++a) {
+        std::size_t used = 0;
+        long long v = 0;
+        try {
+            v = std::stoll(o.grid[a], &used);
+        } catch (std::exception const &) {
+            used = 0;
+        }
+        if (used == 0 || used != o.grid[a].size())
+            throw UsageError("--grid takes whole numbers (got '" + o.grid[a] + "')");
+        requireCount(v, kMostCells, "--grid");
+        counts[a] = v;
     }
-    if (counts[0] * counts[1] > kMostCells / counts[2])
-        throw UsageError("--grid " + std::to_string(counts[0]) + " x " + std::to_string(counts[1]) +
-                         " x " + std::to_string(counts[2]) + " has more than " +
-                         std::to_string(kMostCells) + " cells");
-    Progress progress(common);
-    ModelInput in = loadInput(o.model, progress);
-    std::string output = o.output.empty() ? in.stem + "-voxels.stl" : o.output;
+    if (o.grid.size() == 1) counts[1] = counts[2] = counts[0];
+    if (bySize) requirePositive(o.voxelSize, "--voxel-size");
+    std::string const output = o.output.empty() ? modelStem(o.model) + "-voxels.stl" : o.output;
     if (!isMeshOutput(extensionOf(output)))
         throw UsageError("output '" + output + "': voxelize writes .stl, .obj or .ply files");
+    OutputFiles files({output}, o.model, false);
+
+    Progress progress(common);
+    ModelInput in = readInput(o.model, progress);
+    // The box the grid spans: the model's, widened where needed. With --voxel-size, to a
+    // whole number of cubic cells around the model; along an axis where the model is flat,
+    // to cells as large as the largest of the others (a flat plate becomes a slab of cells
+    // rather than cells without thickness).
+    std::array<double, 6> const box = in.data.box();
+    std::array<double, 3> lower{{box[0], box[1], box[2]}}, upper{{box[3], box[4], box[5]}};
+    if (bySize) {
+        for (int a = 0; a < 3; ++a) {
+            double const extent = upper[a] - lower[a];
+            double const cells = std::max(1.0, std::ceil(extent / o.voxelSize * (1 - 1e-9)));
+            if (cells > static_cast<double>(kMostCells))
+                throw UsageError("--voxel-size " + fmt(o.voxelSize) + " gives more than " + std::to_string(kMostCells) + " cells");
+            counts[static_cast<std::size_t>(a)] = static_cast<long long>(cells);
+        }
+    }
+    if (counts[0] * counts[1] > kMostCells / counts[2])
+        throw UsageError("a grid of " + std::to_string(counts[0]) + " x " + std::to_string(counts[1]) + " x " +
+                         std::to_string(counts[2]) + " has more than " + std::to_string(kMostCells) + " cells");
+    double largestCell = 0;
+    for (int a = 0; a < 3; ++a) largestCell = std::max(largestCell, (upper[a] - lower[a]) / static_cast<double>(counts[a]));
+    if (!(largestCell > 0)) largestCell = 1;
+    bool widened = false;
+    for (int a = 0; a < 3; ++a) {
+        double const n = static_cast<double>(counts[a]);
+        double const want = bySize ? n * o.voxelSize : upper[a] > lower[a] ? upper[a] - lower[a] : n * largestCell;
+        if (want != upper[a] - lower[a]) {
+            double const centre = (lower[a] + upper[a]) / 2;
+            lower[a] = centre - want / 2;
+            upper[a] = centre + want / 2;
+            widened = true;
+        }
+    }
+    buildInputMesh(in, progress);
+    if (widened) {
+        // Two vertices that no triangle uses stretch the mesh's box, which the grid spans.
+        in.mesh->addVertex(lower[0], lower[1], lower[2]);
+        in.mesh->addVertex(upper[0], upper[1], upper[2]);
+    }
+    std::array<std::size_t, 3> const n{{static_cast<std::size_t>(counts[0]), static_cast<std::size_t>(counts[1]),
+                                        static_cast<std::size_t>(counts[2])}};
+    VoxelGridFrame const frame = voxelGridFrame(lower, upper, n);
 
     ProgressFeedback feedback(progress);
     MeshPart part;
     part.name = "voxels";
-    std::size_t cells = 0;
+    std::size_t cells = 0, filled = 0;
+    // The voxelizer destroys the Triangulation object it is given (the vertices and triangles
+    // stay with `in.mesh`, declared before it and so destroyed after it). That takes seconds
+    // on a model of millions of triangles, so the voxelizer lives to the end of the run,
+    // whose finishRun skips the release.
+    auto voxels = std::make_unique<odb::Voxelization>(in.mesh->releaseMesh(), n[0], n[1], n[2], &feedback);
+    QuadSurface quads;
     {
-        // The voxelizer destroys the Triangulation object it is given; the vertices and
-        // triangles stay with `in.mesh`, which outlives it.
-        odb::Voxelization voxels(in.mesh->releaseMesh(), static_cast<std::size_t>(counts[0]),
-                                 static_cast<std::size_t>(counts[1]),
-                                 static_cast<std::size_t>(counts[2]), &feedback);
         if (o.raw) {
-            // The surface as the kernel builds it: twelve triangles per marked cell, wound
-            // into the cell, shared faces twice.
-            odb::Triangulation *mesh = voxels.voxelize();
-            struct Guard {
-                odb::Triangulation *m;
-                ~Guard() { releaseVoxelMesh(m); }
-            } guard{mesh};
-            if (mesh) {
-                for (odb::Vertex *v : mesh->vertexList()) part.points.push_back(coords(v));
-                for (odb::Triangle *t : mesh->triangleList())
-                    part.triangles.push_back({{t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)}});
-                cells = part.triangles.size() / 12;
+            // The kernel's surface: twelve triangles per marked cell, shared faces twice. The
+            // kernel winds them into the cell; they are written reversed, out of it.
+            VoxelMesh raw;
+            raw.mesh = voxels->voxelize();
+            if (raw.mesh) {
+                for (odb::Vertex *v : raw.mesh->vertexList()) {
+                    odb::Point3D const &p = *v->point();
+                    part.mesh.coords.insert(part.mesh.coords.end(), {p.x(), p.y(), p.z()});
+                }
+                for (odb::Triangle *t : raw.mesh->triangleList())
+                    part.mesh.corners.insert(part.mesh.corners.end(),
+                                             {static_cast<std::uint32_t>(t->vertexIndex(0)), static_cast<std::uint32_t>(t->vertexIndex(2)),
+                                              static_cast<std::uint32_t>(t->vertexIndex(1))});
+                cells = part.mesh.triangleCount() / 12;
             }
         } else {
-            // The outer surface: six outward quads per marked cell, of which the faces two
-            // marked cells share (emitted once by each) are dropped.
-            QuadSurface quads;
-            voxels.voxelize(quads.vertices, quads.indices);
-            cells = quads.indices.size() / 24;
-            std::map<std::array<std::size_t, 4>, int> faceUse;
-            auto key = [&](std::size_t q) {
-                std::array<std::size_t, 4> k{{quads.indices[4 * q], quads.indices[4 * q + 1],
-                                              quads.indices[4 * q + 2], quads.indices[4 * q + 3]}};
-                std::sort(k.begin(), k.end());
-                return k;
-            };
-            std::size_t const count = quads.indices.size() / 4;
-            for (std::size_t q = 0; q < count; ++q) ++faceUse[key(q)];
-            std::vector<std::size_t> remap(quads.vertices.size(), SIZE_MAX);
-            auto index = [&](std::size_t v) {
-                if (remap[v] == SIZE_MAX) {
-                    remap[v] = part.points.size();
-                    part.points.push_back(coords(quads.vertices[v]));
-                }
-                return remap[v];
-            };
-            for (std::size_t q = 0; q < count; ++q) {
-                if (faceUse[key(q)] > 1) continue;
-                std::size_t const *c = &quads.indices[4 * q];
-                std::size_t a = index(c[0]), b = index(c[1]), d = index(c[2]), e = index(c[3]);
-                part.triangles.push_back({{a, b, d}});
-                part.triangles.push_back({{a, d, e}});
+            voxels->voxelize(quads.vertices, quads.indices);
+            std::vector<double> coords;
+            coords.reserve(3 * quads.vertices.size());
+            for (odb::Vertex *v : quads.vertices) {
+                odb::Point3D const &p = *v->point();
+                coords.insert(coords.end(), {p.x(), p.y(), p.z()});
             }
+            progress.stage("Building the outer surface of " + counted(quads.indices.size() / 24, "cell"));
+            VoxelSurface surface = voxelSurface(coords, quads.indices, frame);
+            progress.done();
+            cells = surface.cells;
+            filled = surface.filled;
+            part.mesh = std::move(surface.mesh);
         }
     }
-    if (part.triangles.empty())
+    if (part.mesh.triangleCount() == 0)
         throw InputError(in.name + ": no voxel was marked (the model has no usable triangles)");
-    writeMesh(output, {part});
-    std::cout << in.name << ": " << counts[0] << " x " << counts[1] << " x " << counts[2]
-              << " grid, " << cells << " cells marked, " << part.triangles.size()
-              << " triangles; wrote " << output << "\n";
+    progress.stage("Writing " + output);
+    writeMesh(files.file(0), {part});
+    files.commit();
+    progress.done();
+    std::string line = in.name + ": " + std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " +
+                       std::to_string(n[2]) + " grid of " + fmt(frame.size[0]) + " x " + fmt(frame.size[1]) + " x " +
+                       fmt(frame.size[2]) + " cells, " + counted(cells, "cell") + " marked";
+    if (filled > 0) line += ", " + std::to_string(filled) + " added where cells met only along an edge or at a corner";
+    line += ", " + counted(part.mesh.triangleCount(), "triangle") + "; wrote " + output;
+    summary(common, line);
     return finishRun(0);
 }
 
@@ -155,16 +219,21 @@ Runner addVoxelizeCommand(CLI::App &root, CommonOptions const &common) {
     CLI::App *cmd = root.add_subcommand(
         "voxelize", "Mark the grid cells a model's surface touches and write them as a mesh");
     addModelArgument(*cmd, o->model);
-    cmd->add_option("-g,--grid", o->grid, "Cell counts NX NY NZ over the model's box (or one N)")
-        ->required()
-        ->expected(1, 3);
+    auto *grid = cmd->add_option("-g,--grid", o->grid, "Cell counts NX NY NZ over the model's box (or one N)")
+                     ->expected(1, 3);
+    o->sizeOption = cmd->add_option("--voxel-size", o->voxelSize,
+                                    "Cubic cells of this edge (model units, normally mm), as many as "
+                                    "cover the model, centred on it");
+    o->sizeOption->excludes(grid);
     cmd->add_option("-o,--output", o->output,
-                    "Output mesh, .stl, .obj or .ply (default MODEL-voxels.stl)");
+                    "Output mesh, .stl, .obj or .ply (default MODEL-voxels.stl): the outer "
+                    "surface of the marked cells, outward, every edge shared by two triangles");
     cmd->add_flag("--raw", o->raw,
-                  "Write the kernel's surface as it is (twelve triangles per cell, inner faces "
-                  "included, wound into the cells) instead of the outer surface");
+                  "Write the kernel's surface instead: twelve triangles per cell (wound out of "
+                  "it), faces between cells included");
     cmd->footer("Examples:\n"
                 "  orvane voxelize part.stl --grid 64 64 32 -o part-voxels.stl\n"
+                "  orvane voxelize part.stl --voxel-size 0.5 -o part-voxels.stl\n"
                 "  orvane voxelize --grid 24 -o blocks.obj       (the built-in part)");
     return [o, &common] { return runVoxelize(*o, common); };
 }

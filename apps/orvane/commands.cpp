@@ -9,7 +9,6 @@ ModelInput readInput(std::string const &path, Progress &progress) {
     if (path.empty()) {
         in.data = makeDefaultModel();
         in.name = kDefaultModelName;
-        in.stem = kDefaultModelStem;
         return in;
     }
     progress.stage("Reading " + path, 1000);
@@ -23,12 +22,11 @@ ModelInput readInput(std::string const &path, Progress &progress) {
     });
     progress.done();
     in.name = path;
-    in.stem = stemOf(path);
     return in;
 }
 
 void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement) {
-    progress.stage("Building the mesh of " + std::to_string(in.data.triangleCount()) + " triangles",
+    progress.stage("Building the mesh of " + counted(in.data.triangleCount(), "triangle"),
                    in.data.vertexCount() + in.data.triangleCount());
     in.mesh = buildMesh(in.data, placement,
                         [&](std::size_t done, std::size_t total) { progress.step(done, total); });
@@ -41,6 +39,8 @@ ModelInput loadInput(std::string const &path, Progress &progress) {
     buildInputMesh(in, progress);
     return in;
 }
+
+std::string modelStem(std::string const &path) { return path.empty() ? kDefaultModelStem : stemOf(path); }
 
 void addModelArgument(CLI::App &command, std::string &path) {
     command.add_option("MODEL", path,

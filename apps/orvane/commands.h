@@ -20,9 +20,8 @@ using Runner = std::function<int()>;
 // flat arrays first; the mesh is built once, from them, where the command wants it placed.
 struct ModelInput {
     ModelData data;
-    std::unique_ptr<OwnedMesh> mesh;   // null until buildInputMesh
+    std::unique_ptr<OwnedMesh> mesh;   // null until buildInputMesh (or a mesh kept to the end of the run)
     std::string name;   // for messages and file titles
-    std::string stem;   // for default output names
 };
 // Reads the model (with progress for reading and welding); builds no mesh.
 ModelInput readInput(std::string const &path, Progress &progress);
@@ -31,6 +30,10 @@ ModelInput readInput(std::string const &path, Progress &progress);
 void buildInputMesh(ModelInput &in, Progress &progress, Placement const *placement = nullptr);
 // readInput, then buildInputMesh without placement.
 ModelInput loadInput(std::string const &path, Progress &progress);
+
+// The stem of default output names for the model at `path` ("orvane-part" for the built-in
+// part when `path` is empty).
+std::string modelStem(std::string const &path);
 
 // Adds the MODEL positional argument (optional: the built-in part when left out).
 void addModelArgument(CLI::App &command, std::string &path);

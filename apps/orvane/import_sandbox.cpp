@@ -142,6 +142,9 @@ void limitMemory(std::uint64_t memoryBytes) {
     // for the parent to report: handlers inherited from the host process (crash reporters, a
     // fuzzer's crash recorder) do not run here.
     for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) std::signal(fault, SIG_DFL);
+    // Nor the host's cleanup on being ended (the tool's removal of its temporary files):
+    // those files are the parent's to remove.
+    for (int end : {SIGINT, SIGTERM, SIGHUP}) std::signal(end, SIG_DFL);
     if (__sanitizer_set_death_callback) __sanitizer_set_death_callback(nullptr);
     int quiet = ::open("/dev/null", O_WRONLY);
     if (quiet >= 0) {

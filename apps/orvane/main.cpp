@@ -5,6 +5,7 @@
 // Every failure is one line on stderr; no output file is left half-written.
 #include "commands.h"
 
+#include <cctype>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -12,16 +13,33 @@
 #include <utility>
 #include <vector>
 
+#ifndef ORVANE_VERSION
+#define ORVANE_VERSION "unknown"
+#endif
+
+namespace {
+
+// An argument the command line reads as a value, never as an option: anything not starting
+// with '-', and negative numbers ("-15", "-.5", "-1e3").
+bool plainValue(std::string const &arg) {
+    if (arg.empty() || arg[0] != '-') return true;
+    std::size_t const digit = arg.size() > 1 && arg[1] == '.' ? 2 : 1;
+    return arg.size() > digit && std::isdigit(static_cast<unsigned char>(arg[digit]));
+}
+
+}  // namespace
+
 int main(int argc, char **argv) {
     using namespace orvane;
     CommonOptions common;
     CLI::App app{"orvane: slice, segment, voxelize and probe triangle meshes with the Orvane "
                  "kernel.\nWithout a MODEL argument the built-in part (a flange plate with "
-                 "holes and a boss) is used.",
+                 "holes and a boss) is used. Lengths are in model units (normally mm).",
                  "orvane"};
     app.require_subcommand(1);
     app.fallthrough();   // the common options below may follow the subcommand
-    app.add_flag("-q,--quiet", common.quiet, "No progress and no warnings on stderr");
+    app.set_version_flag("--version", std::string("orvane ") + ORVANE_VERSION);
+    app.add_flag("-q,--quiet", common.quiet, "Nothing on stdout or stderr but errors and the data asked for");
     app.add_flag("--progress", common.progress,
                  "Show progress on stderr even when it is not a terminal");
     app.footer("Examples:\n"
@@ -46,9 +64,9 @@ int main(int argc, char **argv) {
         std::cerr << app.help();
         return 2;
     }
+    std::vector<std::string> args(argv + 1, argv + argc);
     // CLI11 reports an unknown command only as a missing one; name it.
-    for (int i = 1; i < argc; ++i) {
-        std::string const arg = argv[i];
+    for (std::string const &arg : args) {
         if (arg.empty() || arg[0] == '-') continue;
         bool known = false;
         for (auto const &command : commands) known = known || command.first->get_name() == arg;
@@ -58,11 +76,21 @@ int main(int argc, char **argv) {
         }
         break;
     }
+    // "--" before values that look like options ("inside part.stl -- -15 -10 -10", as the help
+    // suggests) confuses this CLI11, which then hands them back reversed as unexpected; it
+    // already reads negative numbers as values, so a "--" followed only by such values is
+    // dropped.
+    for (std::size_t i = 0; i < args.size(); ++i)
+        if (args[i] == "--") {
+            bool plain = true;
+            for (std::size_t j = i + 1; j < args.size(); ++j) plain = plain && plainValue(args[j]);
+            if (plain) args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
+            break;
+        }
+    std::reverse(args.begin(), args.end());   // CLI11 takes its arguments last first
     try {
-        app.parse(argc, argv);
-    } catch (CLI::CallForHelp const &e) {
-        return app.exit(e);
-    } catch (CLI::CallForAllHelp const &e) {
+        app.parse(args);
+    } catch (CLI::Success const &e) {   // --help, --version
         return app.exit(e);
     } catch (CLI::ParseError const &e) {
         std::string where = "orvane";

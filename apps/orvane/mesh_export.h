@@ -1,7 +1,14 @@
 #pragma once
-// Mesh output of the orvane tool through Assimp's exporter: binary STL, OBJ (no material
-// file), binary PLY. A mesh is written as one or more named parts (the faces of a
-// segmentation); OBJ gives each part its own group, PLY its own vertex colour, STL merges them.
+// Mesh output of the orvane tool: binary STL, OBJ and binary PLY, written directly (no
+// exporter in between), so that what the file holds is exactly the triangles given: every
+// STL facet carries the normal of its own corner order (a true facet normal, never one
+// averaged over a vertex's neighbours), OBJ and PLY carry no normals at all, and a
+// triangle's corner order is its winding. A mesh is written as one or more named parts (the
+// faces of a segmentation): OBJ gives each part its own object, PLY its own vertex colour
+// when there are several, STL merges them.
+#include "model_io.h"
+#include "surface_orientation.h"
+
 #include <array>
 #include <cstddef>
 #include <string>
@@ -9,12 +16,11 @@
 
 namespace orvane {
 
-class OwnedMesh;
+class AtomicFile;
 
 struct MeshPart {
     std::string name;
-    std::vector<std::array<double, 3>> points;
-    std::vector<std::array<std::size_t, 3>> triangles;   // indices into points
+    ModelData mesh;   // vertices and triangles (three vertex indices each)
     std::array<float, 4> colour{{0.7f, 0.7f, 0.7f, 1.0f}};
 };
 
@@ -25,10 +31,9 @@ bool isMeshOutput(std::string const &extension);
 // dropped when `dropDegenerate`).
 MeshPart partOf(OwnedMesh &mesh, std::string const &name, bool dropDegenerate);
 
-// Writes the parts to `path` (the type by its extension) through a temporary file renamed
-// into place. Throws UsageError for an unsupported extension and std::runtime_error when
-// the exporter fails.
-void writeMesh(std::string const &path, std::vector<MeshPart> const &parts);
+// Writes the parts to `file`, in the type its target's extension names. Throws UsageError for
+// an extension other than stl, obj and ply, and std::runtime_error when writing fails.
+void writeMesh(AtomicFile &file, std::vector<MeshPart> const &parts);
 
 // A distinct, well-separated colour for part number `index` (golden-angle hues).
 std::array<float, 4> partColour(std::size_t index);

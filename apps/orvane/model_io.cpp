@@ -115,15 +115,69 @@ std::string firstLine(std::string text) {
     return text.empty() ? std::string("the file could not be read") : text;
 }
 
-// A binary STL states its triangle count in its header; Assimp accepts some files whose
-// body is shorter than that count says, so the size is checked here.
-void checkBinaryStlSize(std::string const &path, std::uintmax_t size) {
+// The first bytes of a file (up to 512).
+std::string fileHead(std::string const &path) {
     std::ifstream in(path, std::ios::binary);
-    char head[84];
-    if (!in.read(head, 84)) return;   // too short for binary: Assimp judges it as ASCII
-    if (std::string(head, 5) == "solid") return;   // ASCII (or a binary file mimicking it)
-    std::uint32_t count = static_cast<unsigned char>(head[80]) |
-                          static_cast<unsigned char>(head[81]) << 8 |
+    std::string head(512, '\0');
+    in.read(&head[0], static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<std::size_t>(in.gcount()));
+    return head;
+}
+
+bool looksLikeText(std::string const &head) {
+    return !head.empty() && std::all_of(head.begin(), head.end(), [](char c) {
+        unsigned char const u = static_cast<unsigned char>(c);
+        return u == '\n' || u == '\r' || u == '\t' || (u >= 0x20 && u < 0x7f) || u >= 0x80;
+    });
+}
+
+// The model format a file's content shows ("stl", "ply", "off", "obj", "3mf"), or "" when it
+// shows none: for telling a user that a file's name and content disagree.
+std::string formatOfContent(std::string const &path, std::uintmax_t size) {
+    std::string const head = fileHead(path);
+    std::size_t const start = head.find_first_not_of(" \t\r\n");
+    std::string const text = start == std::string::npos ? std::string() : head.substr(start);
+    auto begins = [&](char const *word) { return text.rfind(word, 0) == 0; };
+    if (head.rfind("PK\x03\x04", 0) == 0) return "3mf";
+    if (begins("ply") && text.size() > 3 && std::isspace(static_cast<unsigned char>(text[3]))) return "ply";
+    if (begins("solid")) return "stl";
+    if (size >= 84 && head.size() >= 84) {
+        std::uint32_t const count = static_cast<unsigned char>(head[80]) | static_cast<unsigned char>(head[81]) << 8 |
+                                    static_cast<unsigned char>(head[82]) << 16 |
+                                    static_cast<std::uint32_t>(static_cast<unsigned char>(head[83])) << 24;
+        if (84 + 50ull * count == size) return "stl";
+    }
+    if (!looksLikeText(head)) return "";
+    std::string const word = text.substr(0, text.find_first_of(" \t\r\n"));
+    if (word.size() >= 3 && word.size() <= 5 && word.compare(word.size() - 3, 3, "OFF") == 0) return "off";
+    // OBJ: statements such as "v 1 2 3", "f 1 2 3", "o name", "g name", "# comment".
+    for (char const *statement : {"v ", "vn ", "vt ", "f ", "o ", "g ", "mtllib ", "usemtl ", "#"})
+        if (begins(statement)) return "obj";
+    return "";
+}
+
+// "an OFF file", "a 3MF archive": for messages.
+std::string describeFormat(std::string const &ext) {
+    if (ext == "3mf") return "a 3MF archive";
+    std::string upper = ext;
+    for (char &c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    bool const vowel = ext == "obj" || ext == "off";
+    return std::string(vowel ? "an " : "a ") + upper + " file";
+}
+
+// A binary STL states its triangle count in its header; Assimp accepts some files whose
+// body is shorter than that count says, so the size is checked here. A file that is neither
+// that nor text beginning with "solid" is no STL at all.
+void checkStl(std::string const &path, std::uintmax_t size) {
+    std::string const head = fileHead(path);
+    if (head.rfind("solid", 0) == 0) return;   // ASCII (or a binary file mimicking it)
+    std::string const content = formatOfContent(path, size);
+    if (content != "stl" && !content.empty())
+        throw InputError("'" + path + "' is not an STL file: its content looks like " + describeFormat(content) +
+                         " (rename it to ." + content + ")");
+    if (size < 84 || looksLikeText(head))
+        throw InputError("'" + path + "' is not an STL file: it is neither a binary STL nor text beginning with 'solid'");
+    std::uint32_t count = static_cast<unsigned char>(head[80]) | static_cast<unsigned char>(head[81]) << 8 |
                           static_cast<unsigned char>(head[82]) << 16 |
                           static_cast<std::uint32_t>(static_cast<unsigned char>(head[83])) << 24;
     if (84 + 50ull * count > size)
@@ -323,14 +377,22 @@ ModelData readModel(std::string const &path, ImportReport const &report) {
     std::uintmax_t size = fs::file_size(path, ec);
     if (ec || size == 0) throw InputError("'" + path + "' is empty");
     if (ext == "stl") {
-        checkBinaryStlSize(path, size);
+        checkStl(path, size);
         if (isBinaryStl(path, size)) return readBinaryStl(path, report);
     }
 
     // Assimp runs in a child process: corrupt files can make it crash or loop (see
     // import_sandbox.h), and the tool must answer them with a message.
-    return importIsolated([&](ImportReport const &childReport) { return importWithAssimp(path, ext, childReport); },
-                          path, importTimeLimit(size), importMemoryLimit(size), report);
+    try {
+        return importIsolated([&](ImportReport const &childReport) { return importWithAssimp(path, ext, childReport); },
+                              path, importTimeLimit(size), importMemoryLimit(size), report);
+    } catch (InputError const &e) {
+        // The importer goes by the name: say so when the content is another format's.
+        std::string const content = formatOfContent(path, size);
+        if (content.empty() || content == ext) throw;
+        throw InputError(std::string(e.what()) + "; its content looks like " + describeFormat(content) + ", not " +
+                         describeFormat(ext) + " (rename it to ." + content + ")");
+    }
 }
 
 std::unique_ptr<OwnedMesh> loadModel(std::string const &path) { return buildMesh(readModel(path)); }

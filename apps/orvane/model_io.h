@@ -10,6 +10,7 @@
 #include "Triangulation.h"
 #include "Vertex.h"
 #include "point_welder.h"
+#include "tool_errors.h"
 
 #include <array>
 #include <cstddef>
@@ -28,13 +29,6 @@ struct aiScene;
 namespace orvane {
 
 namespace odb = ORVANE_DATABASE;
-
-// A model file that cannot be used: missing, unknown format, corrupt, empty, non-finite.
-// what() is one line naming the file and the problem, ready for stderr.
-class InputError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 // Objects of T in blocks that never move, so that a mesh can point at them, created one by
 // one without an allocation each and destroyed in the order they were made.

@@ -1,11 +1,11 @@
 #include "slice_plan.h"
 
-#include "cli_support.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 namespace orvane {
@@ -42,21 +42,13 @@ std::string text(double v) {
     return s.str();
 }
 
-// The offset t in [-limit, limit] for planes at (k + 1/2) h + t: the one closest to zero
-// that keeps every value of `z` at least `wanted` from every plane, else the one that keeps
-// them farthest. Returns t and its clearance.
-std::pair<double, double> chooseOffset(std::vector<double> const &z, double h, double limit, double wanted) {
-    // Each value's position relative to its nearest plane (k + 1/2) h, in [-h/2, h/2).
-    std::vector<double> near;
-    double const window = limit + wanted;
-    for (double v : z) {
-        double const r = v - h / 2 - h * std::round((v - h / 2) / h);
-        if (std::fabs(r) <= window) near.push_back(r);
-    }
-    std::sort(near.begin(), near.end());
-    // Gaps between neighbouring values (and beyond the first and last).
+// The offset t in [-limit, limit] for a plane with vertices at the sorted signed distances
+// `near` from it: the one closest to zero that keeps every value at least `wanted` away,
+// else the one that keeps them farthest away. Returns t and its distance to the nearest value.
+std::pair<double, double> offsetBetween(std::vector<double> const &near, double limit, double wanted) {
     double const far = std::numeric_limits<double>::infinity();
     double bestT = 0, bestClear = -1, closestT = far;
+    // Gaps between neighbouring values (and beyond the first and last).
     for (std::size_t i = 0; i <= near.size(); ++i) {
         double const a = i == 0 ? -far : near[i - 1];
         double const b = i == near.size() ? far : near[i];
@@ -75,7 +67,34 @@ std::pair<double, double> chooseOffset(std::vector<double> const &z, double h, d
     auto const at = std::lower_bound(near.begin(), near.end(), t);
     if (at != near.end()) clearance = std::min(clearance, *at - t);
     if (at != near.begin()) clearance = std::min(clearance, t - *(at - 1));
-    return {t, std::min(clearance, h / 2 - std::fabs(t))};
+    return {t, clearance};
+}
+
+// The offset for the evenly spaced planes (k + 1/2) h + t, and its clearance over all of `z`.
+std::pair<double, double> chooseOffset(std::vector<double> const &z, double h, double limit, double wanted) {
+    // Each value's position relative to its nearest plane, in [-h/2, h/2).
+    std::vector<double> near;
+    double const window = limit + wanted;
+    for (double v : z) {
+        double const r = v - h / 2 - h * std::round((v - h / 2) / h);
+        if (std::fabs(r) <= window) near.push_back(r);
+    }
+    std::sort(near.begin(), near.end());
+    auto const [t, clearance] = offsetBetween(near, limit, wanted);
+    // Values outside the window lie farther than window - |t| from the moved plane, and values
+    // nearer the next plane at least h/2 - |t|.
+    return {t, std::min({clearance, window - std::fabs(t), h / 2 - std::fabs(t)})};
+}
+
+// The offset for a single plane at `plane`, and its clearance over all of `z`.
+std::pair<double, double> chooseSingleOffset(std::vector<double> const &z, double plane, double limit, double wanted) {
+    std::vector<double> near;
+    double const window = limit + wanted;
+    for (double v : z)
+        if (std::fabs(v - plane) <= window) near.push_back(v - plane);
+    std::sort(near.begin(), near.end());
+    auto const [t, clearance] = offsetBetween(near, limit, wanted);
+    return {t, std::min(clearance, window - std::fabs(t))};
 }
 
 }  // namespace
@@ -86,13 +105,22 @@ void slicerPlaneAxes(Vec3 const &n, Vec3 &u, Vec3 &v) {
     v = unit(cross(n, u));
 }
 
-double SlicePlan::height(long long k) const { return bottom + (static_cast<double>(k) + 0.5) * layerHeight; }
+double SlicePlan::height(long long k) const {
+    if (thinLast && k == layers - 1) return (layerBottom(k) + top) / 2;
+    return bottom + (static_cast<double>(k) + 0.5) * layerHeight;
+}
+
+double SlicePlan::layerBottom(long long k) const { return bottom + static_cast<double>(k) * layerHeight; }
+
+double SlicePlan::layerTop(long long k) const {
+    return k == layers - 1 ? top : bottom + static_cast<double>(k + 1) * layerHeight;
+}
 
 long long SlicePlan::layerOf(double z) const {
     double const h = layerHeight * scale;
-    // Planes (guards included) lie at (j - 1/2) h + offset for j = 0 .. layers + 1.
+    // Planes (guards included) lie at (j - 1/2) h + offset for j = 0 .. sweepLayers() + 1.
     double const j = std::floor((z - offset * scale) / h + 1);
-    if (!(j >= 1) || j > static_cast<double>(layers)) return -1;
+    if (!(j >= 1) || j > static_cast<double>(sweepLayers())) return -1;
     return static_cast<long long>(j) - 1;
 }
 
@@ -131,14 +159,17 @@ SlicePlan planSlices(ModelData const &model, Vec3 const &dir, long long layers, 
         plan.layers = layers;
         plan.layerHeight = extent > 0 ? extent / static_cast<double>(layers) : 1.0;
     } else {
-        // A whole number of layers when the extent is one within rounding; else one more.
-        double const wanted = std::max(1.0, std::ceil(extent / layerHeight * (1 - 1e-12)));
+        // A whole number of layers when the extent is one within rounding; else one more,
+        // the last one thinner.
+        double const wanted = std::max(1.0, std::ceil(extent / layerHeight * (1 - 1e-9)));
         if (wanted > static_cast<double>(mostLayers))
             throw UsageError("--layer-height " + text(layerHeight) + " gives " + text(wanted) +
                              " layers over the model's extent of " + text(extent) + "; at most " +
                              std::to_string(mostLayers));
         plan.layers = static_cast<long long>(wanted);
         plan.layerHeight = layerHeight;
+        double const rest = extent - static_cast<double>(plan.layers - 1) * layerHeight;
+        plan.thinLast = rest < layerHeight * (1 - 1e-9);
     }
 
     // The power of two that brings the largest extent into [256, 512).
@@ -166,13 +197,26 @@ SlicePlan planSlices(ModelData const &model, Vec3 const &dir, long long layers, 
     std::vector<double> z(count);
     for (std::size_t i = 0; i < count; ++i)
         z[i] = place.apply(model.coords[3 * i], model.coords[3 * i + 1], model.coords[3 * i + 2])[2];
-    auto const [t, clearance] = chooseOffset(z, h, kMostOffset * h, kWantedClearance * h);
+    double t = 0, clearance = HUGE_VAL;
+    if (plan.sweepLayers() > 0)
+        std::tie(t, clearance) = chooseOffset(z, h, kMostOffset * h, kWantedClearance * h);
     plan.offset = t / s;
     plan.clearance = clearance / s;
     plan.clear = clearance >= kSafeClearance;
+    if (plan.thinLast) {
+        // The thin layer's own plane, in the middle of what is left above the others; it
+        // moves at most a quarter of that layer, so that it stays inside it.
+        double const rest = s * (plan.top - plan.layerBottom(plan.layers - 1));
+        double const nominal = s * (plan.height(plan.layers - 1) - plan.bottom);
+        auto const [lastT, lastClearance] = chooseSingleOffset(
+            z, nominal, std::min(kMostOffset * h, rest / 4), std::min(kWantedClearance * h, rest / 8));
+        plan.lastPlane = nominal + lastT;
+        plan.clearance = std::min(plan.clearance, lastClearance / s);
+        plan.clear = plan.clear && lastClearance >= kSafeClearance;
+    }
 
     // Guards: one layer below the first plane's layer and one above the last.
-    double const n = static_cast<double>(plan.layers);
+    double const n = static_cast<double>(plan.sweepLayers());
     plan.guardLow = {{0, kIncentreV, t - h}};
     plan.guardHigh = {{0, kIncentreV, t + (n + 1) * h}};
     return plan;

@@ -13,13 +13,18 @@
 //     lies in [256, 512) units: far above the tolerances, well inside the triangle's reach;
 //   - translation: the box centre across the axis onto the triangle's incentre, the bottom
 //     (lowest point along the direction) to z = 0;
-//   - layers: exactly the height asked, the first plane at half a layer above the bottom, the
-//     last layer possibly thinner. Two vertices that no triangle uses fix the slicer's box
-//     along z to one layer below and above the model, so its evenly spaced planes fall
-//     exactly there; the two guard planes cut nothing and are dropped;
+//   - layers: exactly the height asked, each cut in its middle, the first plane at half a
+//     layer above the bottom. Two vertices that no triangle uses fix the slicer's box along z
+//     to one layer below the first plane's layer and one above the last, so its evenly spaced
+//     planes fall exactly there; what the two guard planes cut is dropped. When the extent is
+//     not a whole number of layers, the last layer is thinner, and its middle is off the even
+//     spacing: it is cut apart, with a slicer of one plane over just the triangles that reach
+//     its height (the same triangles in the same order give the same contour the whole mesh
+//     would);
 //   - clearance: the planes are moved together by a small offset (at most 1/16 of a layer)
 //     chosen so that no vertex lies on or near a plane: the offset closest to zero that keeps
 //     every vertex at least 1/1000 of a layer away, else the one that keeps them farthest away.
+//     A thin last layer's plane is moved on its own, by at most a quarter of that layer.
 // Contours come back in model coordinates, on their layer's nominal plane.
 #include "model_io.h"
 
@@ -41,17 +46,25 @@ struct SlicePlan {
     double top = 0;              // highest point
     double scale = 1;            // the power of two applied
     Placement placement;         // model coordinates to the slicer's frame
-    double offset = 0;           // planes lie this far above the nominal heights (model units)
+    bool thinLast = false;       // the last layer is thinner and cut on a plane of its own
+    double offset = 0;           // the evenly spaced planes lie this far above their layers' middles (model units)
+    double lastPlane = 0;        // the thin last layer's plane, in the slicer's frame
     double clearance = 0;        // nearest distance of a vertex to a plane (model units)
     bool clear = true;           // clearance reaches the safe margin (a millionth of the extent)
     Vec3 guardLow{}, guardHigh{};   // the two unused vertices, in the slicer's frame
 
-    // Planes the slicer is asked for: the layers and the two guards.
-    long long slicerPlanes() const { return layers + 2; }
-    // Nominal height of layer k (0-based) along the direction, in model units.
+    // Layers cut by the evenly spaced planes: all but a thin last one.
+    long long sweepLayers() const { return thinLast ? layers - 1 : layers; }
+    // Planes the slicer is asked for in the sweep: its layers and the two guards.
+    long long slicerPlanes() const { return sweepLayers() + 2; }
+    // Nominal height of layer k (0-based) along the direction, the middle of the layer, in
+    // model units.
     double height(long long k) const;
-    // The layer (0-based) of a contour whose points lie at height z in the slicer's frame, or
-    // -1 for a guard plane.
+    // Where layer k begins and ends along the direction (the last one ends at the top).
+    double layerBottom(long long k) const;
+    double layerTop(long long k) const;
+    // The layer (0-based) of a contour of the sweep whose points lie at height z in the
+    // slicer's frame, or -1 for a guard plane.
     long long layerOf(double z) const;
     // A contour point from the slicer's frame back to model coordinates, moved along the
     // direction onto layer k's nominal plane.

@@ -1,7 +1,8 @@
-// Unit tests of the orvane tool's parts: the model reader's welding and placement, contour
-// nesting and the all-or-nothing output file.
+// Unit tests of the orvane tool's parts: the model reader's welding and placement, the
+// all-or-nothing output files, and the picture's choice of layers.
 #include "cli_support.h"
 #include "contour_export.h"
+#include "slice_run.h"
 #include "model_io.h"
 
 #include <assimp/scene.h>
@@ -11,6 +12,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include <csignal>
+
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -58,32 +62,6 @@ TEST(ModelReader, WeldsCornersWithTheKernelsOrderAndPlacesEveryNode) {
     EXPECT_DOUBLE_EQ(yMax, 6.0);
 }
 
-orvane::ContourData square(double half, bool clockwise, bool closed = true) {
-    orvane::ContourData c;
-    double s = clockwise ? -1 : 1;
-    for (int k = 0; k < 4; ++k) {
-        double angle = s * k * 3.14159265358979323846 / 2;
-        c.points.emplace_back(half * (std::cos(angle) - std::sin(angle)),
-                              half * (std::sin(angle) + std::cos(angle)), 0);
-    }
-    if (closed) c.points.push_back(c.points.front());
-    c.closed = closed;
-    return c;
-}
-
-TEST(Contours, NestingDecidesOuterAndHoleWhateverTheDirection) {
-    orvane::Layer layer;
-    layer.contours = {square(1, true), square(10, true), square(3, false), square(6, false)};
-    auto island = square(1, false);
-    for (auto &p : island.points) p = ORVANE_DATABASE::Point3D(p.x() + 30, p.y(), 0);
-    layer.contours.push_back(island);
-    layer.contours.push_back(square(8, true, false));
-    orvane::classifyContours(layer, orvane::ViewFrame());
-    using K = orvane::ContourKind;
-    // Depths: 3 (in 10, 6, 3), 0, 2 (in 10, 6), 1, 0 (apart), open.
-    EXPECT_EQ(layer.kinds, (std::vector<K>{K::Hole, K::Outer, K::Outer, K::Hole, K::Outer, K::Open}));
-}
-
 TEST(AtomicFile, AppearsWholeOrNotAtAll) {
     namespace fs = std::filesystem;
     fs::path dir = fs::temp_directory_path() / ("orvane-atomic-" + std::to_string(::getpid()));
@@ -107,6 +85,61 @@ TEST(AtomicFile, AppearsWholeOrNotAtAll) {
     EXPECT_THROW(orvane::AtomicFile((dir / "missing" / "x.svg").string()), orvane::UsageError);
     EXPECT_THROW(orvane::AtomicFile(dir.string()), orvane::UsageError);
     fs::remove_all(dir);
+}
+
+TEST(OutputFiles, RefusedBeforeAnyFileIsMade) {
+    namespace fs = std::filesystem;
+    fs::path const dir = fs::temp_directory_path() / ("orvane-outputs-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    std::string const a = (dir / "a.svg").string(), model = (dir / "model.stl").string();
+    std::ofstream(model) << "solid x\nendsolid x\n";
+    using Targets = std::vector<std::string>;
+    for (Targets const &targets : {Targets{a, (dir / "." / "a.svg").string()}, Targets{a, model},
+                                   Targets{a, (dir / "missing" / "b.json").string()}, Targets{a, "-", "-"}})
+        EXPECT_THROW(orvane::OutputFiles(targets, model, true), orvane::UsageError);
+    EXPECT_THROW(orvane::OutputFiles({"-"}, model, false), orvane::UsageError);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);   // the model only
+    {
+        orvane::OutputFiles files({a, (dir / "b.json").string()}, model, false);
+        files.write(0, "<svg/>");
+        files.write(1, "{}");
+        files.commit();
+    }
+    EXPECT_TRUE(fs::exists(a) && fs::exists(dir / "b.json"));
+    fs::remove_all(dir);
+}
+
+TEST(AtomicFile, RemovedWhenASignalEndsTheTool) {
+    namespace fs = std::filesystem;
+    fs::path const dir = fs::temp_directory_path() / ("orvane-signal-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    for (int sig : {SIGINT, SIGTERM, SIGHUP}) {
+        pid_t const child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            orvane::AtomicFile file((dir / "big.svg").string());
+            file.write("half of a picture");
+            std::raise(sig);
+            std::_Exit(0);   // not reached
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == sig);
+        EXPECT_TRUE(fs::is_empty(dir)) << "signal " << sig;
+    }
+    fs::remove_all(dir);
+}
+
+TEST(LayerSelection, RangesAndSteps) {
+    orvane::LayerSelection s = orvane::parseLayerRange("10:40");
+    s.every = 15;
+    EXPECT_EQ(s.pick(1400), (std::vector<std::size_t>{9, 24, 39}));
+    EXPECT_EQ(orvane::parseLayerRange(":3").pick(10), (std::vector<std::size_t>{0, 1, 2}));
+    EXPECT_EQ(orvane::parseLayerRange("9:").pick(10), (std::vector<std::size_t>{8, 9}));
+    EXPECT_EQ(orvane::parseLayerRange("4").pick(10), (std::vector<std::size_t>{3}));
+    EXPECT_TRUE(orvane::parseLayerRange("20:30").pick(10).empty());
+    for (char const *bad : {"0:4", "a:b", "5:2", "1:2:3", "-1"})
+        EXPECT_THROW(orvane::parseLayerRange(bad), orvane::UsageError) << bad;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // comfort zone and back, the planes lie where the layers ask, and off every vertex.
 #include "slice_plan.h"
 
-#include "cli_support.h"
 
 #include <gtest/gtest.h>
 
@@ -49,11 +48,15 @@ TEST(SlicePlan, PlanesLieAtExactLayerHeightsAndOffEveryVertex) {
                 double const *p = &model.coords[3 * v];
                 std::array<double, 3> const q = plan.placement.apply(p[0], p[1], p[2]);
                 EXPECT_GE(planeDistance(plan, q[2]), 1e-3 * unit * plan.scale * 0.999);
+                if (plan.thinLast) {
+                    double const rest = (plan.top - plan.layerBottom(plan.layers - 1)) * plan.scale;
+                    EXPECT_GE(std::fabs(q[2] - plan.lastPlane), std::min(1e-3 * unit * plan.scale, rest / 8) * 0.999);
+                }
                 // Back to the model, moved onto layer k's plane: the point's own coordinates
                 // across the direction, the plane's height along it.
                 double const h = unit * plan.scale, t = plan.offset * plan.scale;
                 long long const k = std::clamp(static_cast<long long>(std::floor((q[2] - t) / h)), 0LL, plan.layers - 1);
-                if (q[2] > t && q[2] < t + static_cast<double>(plan.layers) * h) {
+                if (q[2] > t && q[2] < t + static_cast<double>(plan.sweepLayers()) * h) {
                     EXPECT_EQ(plan.layerOf(q[2]), k);
                 }
                 ORVANE_DATABASE::Point3D const moved = plan.toModel({q[0], q[1], q[2]}, k);
@@ -71,9 +74,16 @@ TEST(SlicePlan, PlanesLieAtExactLayerHeightsAndOffEveryVertex) {
             // The guards fix the slicer's box one layer beyond the first and last plane.
             double const h = unit * plan.scale, t = plan.offset * plan.scale;
             EXPECT_DOUBLE_EQ(plan.guardLow[2], t - h);
-            EXPECT_DOUBLE_EQ(plan.guardHigh[2], t + static_cast<double>(plan.layers + 1) * h);
+            EXPECT_DOUBLE_EQ(plan.guardHigh[2], t + static_cast<double>(plan.sweepLayers() + 1) * h);
             EXPECT_EQ(plan.layerOf(t - h / 2), -1);
-            EXPECT_EQ(plan.layerOf(t + (static_cast<double>(plan.layers) + 0.5) * h), -1);
+            EXPECT_EQ(plan.layerOf(t + (static_cast<double>(plan.sweepLayers()) + 0.5) * h), -1);
+            // A thin last layer is cut in its own middle, inside it.
+            if (plan.thinLast) {
+                double const lo = (plan.layerBottom(plan.layers - 1) - plan.bottom) * plan.scale;
+                double const hi = (plan.top - plan.bottom) * plan.scale;
+                EXPECT_GT(plan.lastPlane, lo + (hi - lo) / 4);
+                EXPECT_LT(plan.lastPlane, hi - (hi - lo) / 4);
+            }
         }
 }
 
@@ -81,7 +91,12 @@ TEST(SlicePlan, CountsLayersAndRefusesTooMany) {
     orvane::ModelData model;
     model.coords = {0, 0, -20, 10, 10, 0};
     EXPECT_EQ(orvane::planSlices(model, {{0, 0, 1}}, 0, 0.2, 1000).layers, 100);   // not 101
-    EXPECT_EQ(orvane::planSlices(model, {{0, 0, 1}}, 0, 0.3, 1000).layers, 67);
+    orvane::SlicePlan const thirds = orvane::planSlices(model, {{0, 0, 1}}, 0, 0.3, 1000);
+    EXPECT_EQ(thirds.layers, 67);
+    EXPECT_TRUE(thirds.thinLast);
+    EXPECT_NEAR(thirds.height(66), -0.1, 1e-12);
+    EXPECT_DOUBLE_EQ(thirds.layerTop(66), 0);
+    EXPECT_FALSE(orvane::planSlices(model, {{0, 0, 1}}, 0, 0.2, 1000).thinLast);
     orvane::SlicePlan const counted = orvane::planSlices(model, {{0, 0, 1}}, 8, 0, 1000);
     EXPECT_EQ(counted.layers, 8);
     EXPECT_DOUBLE_EQ(counted.layerHeight, 2.5);

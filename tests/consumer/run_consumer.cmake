@@ -1,7 +1,8 @@
 # Builds the host project in host/ against the library twice: embedded with add_subdirectory,
 # then installed from that build and found with find_package. Fails on any configure, build,
 # install or run error. Variables: ORVANE_SOURCE (the library's source tree), WORK (a scratch
-# folder), CXX (the compiler).
+# folder), CXX (the compiler), and TOOL_BUILD (optional: a build tree with the orvane tool,
+# which is then installed, moved and run).
 foreach(var ORVANE_SOURCE WORK CXX)
   if(NOT ${var})
     message(FATAL_ERROR "run_consumer.cmake: ${var} is not set")
@@ -32,4 +33,23 @@ run("configure (find_package)" ${CMAKE_COMMAND} -S ${host} -B ${WORK}/installed
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH=${WORK}/prefix)
 run("build (find_package)" ${CMAKE_COMMAND} --build ${WORK}/installed)
 run("run (find_package)" ${WORK}/installed/host)
+
+if(TOOL_BUILD)
+  # Installed, then moved: the tool finds the library through its relative RUNPATH, with no
+  # help from the environment.
+  run("install (tool)" ${CMAKE_COMMAND} --install ${TOOL_BUILD} --prefix ${WORK}/tool-prefix)
+  file(RENAME ${WORK}/tool-prefix ${WORK}/moved)
+  file(MAKE_DIRECTORY ${WORK}/elsewhere)
+  execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${WORK}/moved/bin/orvane --version
+                  WORKING_DIRECTORY ${WORK}/elsewhere RESULT_VARIABLE status OUTPUT_VARIABLE version ERROR_VARIABLE error)
+  if(NOT status EQUAL 0 OR NOT version MATCHES "^orvane [0-9]+\\.[0-9]+\\.[0-9]+")
+    message(FATAL_ERROR "the installed tool does not start (${status}): ${version}${error}")
+  endif()
+  run("run (installed tool)" ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${WORK}/moved/bin/orvane --quiet
+      slice -n 4 -o ${WORK}/elsewhere/layers.json)
+  file(READ ${WORK}/elsewhere/layers.json layers)
+  if(NOT layers MATCHES "\"layer_count\":4")
+    message(FATAL_ERROR "the installed tool wrote no layers: ${layers}")
+  endif()
+endif()
 file(REMOVE_RECURSE ${WORK})
