@@ -1,7 +1,6 @@
 // orvane segment: the faces of a model split along sharp edges, written as one mesh with a
 // group (OBJ) or a colour (PLY) per face. orvane boundaries: the model's border contours.
 #include "commands.h"
-#include "flat_hash.h"
 #include "contour_export.h"
 #include "mesh_export.h"
 
@@ -24,15 +23,47 @@ namespace orvane {
 
 namespace {
 
-struct PointerHash {
-    std::size_t operator()(odb::Point3D const *p) const {
-        return static_cast<std::size_t>(mixBits(reinterpret_cast<std::uintptr_t>(p)));
+// The source mesh's triangles listed under their lowest corner, in index order: finds the
+// source triangle of a face triangle from its corners' source vertices in a few steps
+// (a vertex has about six triangles), with one array of each size instead of a hash map.
+class SourceTriangles {
+public:
+    explicit SourceTriangles(OwnedMesh &source) : source_(source), start_(source.vertexCount() + 2, 0) {
+        // Counting sort by lowest corner; a triangle naming no vertex of the mesh is left out.
+        std::size_t const count = source.triangleCount(), vertices = source.vertexCount();
+        for (std::size_t t = 0; t < count; ++t)
+            if (lowest(t) < vertices) ++start_[lowest(t) + 2];
+        for (std::size_t v = 2; v < start_.size(); ++v) start_[v] += start_[v - 1];
+        list_.resize(start_.back());
+        for (std::size_t t = 0; t < count; ++t)
+            if (lowest(t) < vertices) list_[start_[lowest(t) + 1]++] = static_cast<std::uint32_t>(t);
     }
-};
-struct TripleHash {
-    std::size_t operator()(std::array<std::size_t, 3> const &k) const {
-        return static_cast<std::size_t>(mixBits(k[0] ^ mixBits(k[1] ^ mixBits(k[2]))));
+
+    // The lowest index of the source triangles with exactly these corners (in any order), or
+    // SIZE_MAX when there is none (a corner that is no source vertex is SIZE_MAX).
+    std::size_t find(std::array<std::size_t, 3> corners) const {
+        std::sort(corners.begin(), corners.end());
+        if (corners[2] >= source_.vertexCount()) return SIZE_MAX;
+        for (std::size_t i = start_[corners[0]]; i < start_[corners[0] + 1]; ++i)
+            if (sorted(list_[i]) == corners) return list_[i];
+        return SIZE_MAX;
     }
+
+private:
+    std::array<std::size_t, 3> sorted(std::size_t t) const {
+        odb::Triangle &tri = source_.triangle(t);
+        std::array<std::size_t, 3> k{{tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)}};
+        std::sort(k.begin(), k.end());
+        return k;
+    }
+    std::size_t lowest(std::size_t t) const {
+        odb::Triangle &tri = source_.triangle(t);
+        return std::min({tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)});
+    }
+
+    OwnedMesh &source_;
+    std::vector<std::size_t> start_;     // triangles of lowest corner v: list_[start_[v] .. start_[v + 1])
+    std::vector<std::uint32_t> list_;
 };
 
 struct SegmentOptions {
@@ -101,15 +132,7 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     } else {
         // The kernel numbers faces in pointer order, which changes from run to run; the file
         // numbers them by their lowest source triangle instead, so that output is repeatable.
-        FlatHashMap<odb::Point3D const *, std::size_t, PointerHash> sourceVertex(source.vertexCount());
-        for (std::size_t v = 0; v < source.vertexCount(); ++v) sourceVertex.insert(&source.point(v), v);
-        FlatHashMap<std::array<std::size_t, 3>, std::size_t, TripleHash> sourceTriangle(source.triangleCount());
-        for (std::size_t t = 0; t < source.triangleCount(); ++t) {
-            odb::Triangle &tri = source.triangle(t);
-            std::array<std::size_t, 3> k{{tri.vertexIndex(0), tri.vertexIndex(1), tri.vertexIndex(2)}};
-            std::sort(k.begin(), k.end());
-            sourceTriangle.insert(k, t);   // the lowest index of repeated triangles wins
-        }
+        SourceTriangles const sourceTriangles(source);
         std::vector<std::pair<std::size_t, MeshPart>> ordered;
         for (odb::Triangulation *face : faces.meshes) {
             // Within a face too, triangles follow the source's order and vertices their
@@ -119,13 +142,8 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
             for (odb::Triangle *t : face->triangleList()) {
                 std::array<std::size_t, 3> local{{t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)}};
                 std::array<std::size_t, 3> k{};
-                for (int c = 0; c < 3; ++c) {
-                    std::size_t const *found = sourceVertex.find(vertices[local[c]]->point());
-                    k[c] = found ? *found : SIZE_MAX;
-                }
-                std::sort(k.begin(), k.end());
-                std::size_t const *found = sourceTriangle.find(k);
-                triangles.emplace_back(found ? *found : SIZE_MAX, local);
+                for (int c = 0; c < 3; ++c) k[c] = source.vertexOfPoint(vertices[local[c]]->point());
+                triangles.emplace_back(sourceTriangles.find(k), local);
             }
             std::stable_sort(triangles.begin(), triangles.end(),
                              [](auto const &a, auto const &b) { return a.first < b.first; });

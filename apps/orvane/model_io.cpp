@@ -27,13 +27,14 @@ OwnedMesh::~OwnedMesh() {
     // The mesh may still refer to its triangles and vertices while it is destroyed.
     mesh_.reset();
     triangles_.clear();
+    for (std::size_t v = 0; v < vertices_.size(); ++v) vertices_[v] = odb::Vertex(nullptr);
     vertices_.clear();
+    points_.clear();
 }
 
 std::size_t OwnedMesh::addVertex(double x, double y, double z) {
-    auto point = std::make_unique<odb::Point3D>(x, y, z);
-    odb::Vertex &vertex = vertices_.emplace(point.get());
-    point.release();   // the vertex owns it now
+    odb::Point3D &point = points_.emplace(x, y, z);
+    odb::Vertex &vertex = vertices_.emplace(&point);
     return mesh_->addVertex(&vertex);
 }
 

@@ -12,6 +12,7 @@
 #include "point_welder.h"
 #include "tool_errors.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -59,7 +60,29 @@ public:
     void clear() {
         for (std::size_t i = 0; i < size_; ++i) (*this)[i].~T();
         blocks_.clear();
+        byAddress_.clear();
         used_ = size_ = 0;
+    }
+
+    // The index of the object at `p`, or SIZE_MAX when `p` is not one of this store's
+    // objects. A binary search over the blocks by address: O(log blocks), no hashing. Not
+    // safe to call from two threads while a block is being added.
+    std::size_t indexOf(T const *p) const {
+        std::uintptr_t const a = reinterpret_cast<std::uintptr_t>(p);
+        if (byAddress_.size() != blocks_.size()) {
+            byAddress_.clear();
+            for (std::size_t b = 0; b < blocks_.size(); ++b)
+                byAddress_.emplace_back(reinterpret_cast<std::uintptr_t>(blocks_[b].get()), b);
+            std::sort(byAddress_.begin(), byAddress_.end());
+        }
+        auto it = std::upper_bound(byAddress_.begin(), byAddress_.end(),
+                                   std::make_pair(a, SIZE_MAX));
+        if (it == byAddress_.begin()) return SIZE_MAX;
+        --it;
+        std::uintptr_t const offset = a - it->first;
+        if (offset >= kBlock * sizeof(Slot) || offset % sizeof(Slot) != 0) return SIZE_MAX;
+        std::size_t const index = it->second * kBlock + offset / sizeof(Slot);
+        return index < size_ ? index : SIZE_MAX;
     }
 
 private:
@@ -68,6 +91,7 @@ private:
     };
     static constexpr std::size_t kBlock = 4096;
     std::vector<std::unique_ptr<Slot[]>> blocks_;
+    mutable std::vector<std::pair<std::uintptr_t, std::size_t>> byAddress_;   // (start, block)
     std::size_t used_ = 0;
     std::size_t size_ = 0;
 };
@@ -99,8 +123,10 @@ public:
 
     std::size_t vertexCount() const { return vertices_.size(); }
     std::size_t triangleCount() const { return triangles_.size(); }
-    // Vertex::point() is not const, though it only reads.
-    odb::Point3D const &point(std::size_t v) const { return *const_cast<odb::Vertex &>(vertices_[v]).point(); }
+    odb::Point3D const &point(std::size_t v) const { return points_[v]; }
+    // The index of the vertex whose point is `p`, or SIZE_MAX when `p` is not a point of
+    // this mesh (face meshes of a segmentation share the source mesh's points).
+    std::size_t vertexOfPoint(odb::Point3D const *p) const { return points_.indexOf(p); }
     odb::Triangle &triangle(std::size_t t) { return triangles_[t]; }
 
     // Triangles that name one vertex twice (after welding). Kept in the mesh as read; counted
@@ -109,6 +135,10 @@ public:
 
 private:
     std::unique_ptr<odb::Triangulation> mesh_;
+    // The points live in blocks of their own rather than one heap object per vertex: one
+    // allocation per 4096 points, and a point's vertex found by its address. Every vertex is
+    // detached from its point before it is destroyed, since ~Vertex deletes its point.
+    StableStore<odb::Point3D> points_;
     StableStore<odb::Vertex> vertices_;
     StableStore<odb::Triangle> triangles_;
     std::size_t degenerate_ = 0;
