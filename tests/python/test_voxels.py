@@ -54,13 +54,6 @@ def test_cells_meeting_along_an_edge_are_joined(tmp_path):
     assert_tool_writes(tmp_path, surface, ["2", "2", "1"], path)
 
 
-def test_occupancy_matches_cell_positions():
-    # One small triangle near a known cell of a grid over a larger box.
-    v = np.array([[0, 0, 0], [10, 10, 10], [6.2, 3.1, 1.1], [6.4, 3.1, 1.1], [6.2, 3.3, 1.4]])
-    occupancy, _ = orvane.Mesh(v, [[2, 3, 4], [0, 0, 1]]).voxelize((10, 10, 10))
-    assert occupancy[6, 3, 1]
-
-
 def test_progress_messages_and_callback_errors():
     messages = []
     orvane.builtin_part().voxelize(4, progress=messages.append)
