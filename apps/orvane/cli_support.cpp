@@ -210,7 +210,7 @@ void unregisterTemp(int slot) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
+AtomicFile::AtomicFile(std::string target, bool removeOnSignal) : target_(std::move(target)) {
     namespace fs = std::filesystem;
     fs::path const path(target_);
     std::error_code ec;
@@ -229,7 +229,7 @@ AtomicFile::AtomicFile(std::string target) : target_(std::move(target)) {
     if (fd < 0)
         throw UsageError("cannot write '" + target_ + "': " + std::strerror(errno));
     temp_ = buffer.data();
-    slot_ = registerTemp(temp_);
+    if (removeOnSignal) slot_ = registerTemp(temp_);
     // mkstemp creates the file readable by its owner only; give it the usual mode.
     mode_t mask = ::umask(0);
     ::umask(mask);

@@ -101,10 +101,12 @@ std::string ordinal(long long n);
 // commit(), so that readers never see a half-written file and a failure leaves nothing. The
 // temporary file is made at construction (so a folder that cannot be written is found before
 // any work), removed by the destructor when commit() was not reached, and removed as well if
-// the tool is ended by SIGINT, SIGTERM or SIGHUP meanwhile.
+// the tool is ended by SIGINT, SIGTERM or SIGHUP meanwhile. A host that handles those
+// signals itself (the Python module, whose Ctrl-C is a KeyboardInterrupt) passes
+// `removeOnSignal` false, so that no handler of the tool's replaces its own.
 class AtomicFile {
 public:
-    explicit AtomicFile(std::string target);
+    explicit AtomicFile(std::string target, bool removeOnSignal = true);
     ~AtomicFile();
     AtomicFile(AtomicFile const &) = delete;
     AtomicFile &operator=(AtomicFile const &) = delete;

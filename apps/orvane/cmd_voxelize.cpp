@@ -112,15 +112,12 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
 
     Progress progress(common);
     ModelInput in = readInput(o.model, progress);
-    // The box the grid spans: the model's, widened where needed. With --voxel-size, to a
-    // whole number of cubic cells around the model; along an axis where the model is flat,
-    // to cells as large as the largest of the others (a flat plate becomes a slab of cells
-    // rather than cells without thickness).
+    // The box the grid spans is the model's, widened where needed (voxelGridBox); with
+    // --voxel-size, the counts are the fewest cubic cells that cover the model.
     std::array<double, 6> const box = in.data.box();
-    std::array<double, 3> lower{{box[0], box[1], box[2]}}, upper{{box[3], box[4], box[5]}};
     if (bySize) {
         for (int a = 0; a < 3; ++a) {
-            double const extent = upper[a] - lower[a];
+            double const extent = box[3 + a] - box[a];
             double const cells = std::max(1.0, std::ceil(extent / o.voxelSize * (1 - 1e-9)));
             if (cells > static_cast<double>(kMostCells))
                 throw UsageError("--voxel-size " + fmt(o.voxelSize) + " gives more than " + std::to_string(kMostCells) + " cells");
@@ -130,29 +127,16 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
     if (counts[0] * counts[1] > kMostCells / counts[2])
         throw UsageError("a grid of " + std::to_string(counts[0]) + " x " + std::to_string(counts[1]) + " x " +
                          std::to_string(counts[2]) + " has more than " + std::to_string(kMostCells) + " cells");
-    double largestCell = 0;
-    for (int a = 0; a < 3; ++a) largestCell = std::max(largestCell, (upper[a] - lower[a]) / static_cast<double>(counts[a]));
-    if (!(largestCell > 0)) largestCell = 1;
-    bool widened = false;
-    for (int a = 0; a < 3; ++a) {
-        double const n = static_cast<double>(counts[a]);
-        double const want = bySize ? n * o.voxelSize : upper[a] > lower[a] ? upper[a] - lower[a] : n * largestCell;
-        if (want != upper[a] - lower[a]) {
-            double const centre = (lower[a] + upper[a]) / 2;
-            lower[a] = centre - want / 2;
-            upper[a] = centre + want / 2;
-            widened = true;
-        }
-    }
-    buildInputMesh(in, progress);
-    if (widened) {
-        // Two vertices that no triangle uses stretch the mesh's box, which the grid spans.
-        in.mesh->addVertex(lower[0], lower[1], lower[2]);
-        in.mesh->addVertex(upper[0], upper[1], upper[2]);
-    }
     std::array<std::size_t, 3> const n{{static_cast<std::size_t>(counts[0]), static_cast<std::size_t>(counts[1]),
                                         static_cast<std::size_t>(counts[2])}};
-    VoxelGridFrame const frame = voxelGridFrame(lower, upper, n);
+    VoxelGridBox const grid = voxelGridBox(box, n, bySize ? o.voxelSize : 0);
+    buildInputMesh(in, progress);
+    if (grid.widened) {
+        // Two vertices that no triangle uses stretch the mesh's box, which the grid spans.
+        in.mesh->addVertex(grid.lower[0], grid.lower[1], grid.lower[2]);
+        in.mesh->addVertex(grid.upper[0], grid.upper[1], grid.upper[2]);
+    }
+    VoxelGridFrame const frame = voxelGridFrame(grid.lower, grid.upper, n);
 
     ProgressFeedback feedback(progress);
     MeshPart part;

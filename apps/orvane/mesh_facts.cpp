@@ -31,7 +31,8 @@ std::uint32_t root(std::vector<std::uint32_t> &parent, std::uint32_t v) {
 
 MeshFacts meshFacts(double const *coords, std::size_t vertexCount, std::uint32_t const *corners,
                     std::size_t triangleCount,
-                    std::function<void(std::size_t done, std::size_t total)> const &report) {
+                    std::function<void(std::size_t done, std::size_t total)> const &report,
+                    MeshEdgeLists *lists) {
     MeshFacts facts;
     FlatHashMap<std::uint64_t, std::uint32_t, EdgeHash> uses(triangleCount * 3 / 2);
     std::vector<std::uint32_t> parent(vertexCount);
@@ -92,12 +93,30 @@ MeshFacts meshFacts(double const *coords, std::size_t vertexCount, std::uint32_t
     if (report) report(triangleCount, triangleCount);
 
     facts.edges = uses.size();
-    uses.forEach([&](std::uint64_t, std::uint32_t n) {
+    std::vector<std::uint64_t> border, nonManifold;
+    uses.forEach([&](std::uint64_t key, std::uint32_t n) {
         std::uint32_t const used = n & kHalf, forward = n >> 16;
-        if (used < 2) ++facts.borderEdges;
-        else if (used > 2) ++facts.nonManifoldEdges;
-        else if (forward != 1) ++facts.misorientedEdges;
+        if (used < 2) {
+            ++facts.borderEdges;
+            if (lists) border.push_back(key);
+        } else if (used > 2) {
+            ++facts.nonManifoldEdges;
+            if (lists) nonManifold.push_back(key);
+        } else if (forward != 1) {
+            ++facts.misorientedEdges;
+        }
     });
+    if (lists) {
+        // The table's order depends on the hashing: the lists are sorted instead.
+        auto pairs = [](std::vector<std::uint64_t> &keys, std::vector<std::uint32_t> &out) {
+            std::sort(keys.begin(), keys.end());
+            out.clear();
+            out.reserve(2 * keys.size());
+            for (std::uint64_t k : keys) out.insert(out.end(), {static_cast<std::uint32_t>(k >> 32), static_cast<std::uint32_t>(k)});
+        };
+        pairs(border, lists->border);
+        pairs(nonManifold, lists->nonManifold);
+    }
     std::vector<char> used(vertexCount, 0);
     for (std::size_t i = 0; i < 3 * triangleCount; ++i) used[corners[i]] = 1;
     for (std::uint32_t v = 0; v < vertexCount; ++v)

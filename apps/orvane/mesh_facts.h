@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 namespace orvane {
 
@@ -26,12 +27,20 @@ struct MeshFacts {
     bool consistentlyWound() const { return closed() && misorientedEdges == 0; }
 };
 
+// The edges behind two of the counts, as vertex index pairs (the lower index first), sorted.
+struct MeshEdgeLists {
+    std::vector<std::uint32_t> border;        // two indices per edge that one triangle uses
+    std::vector<std::uint32_t> nonManifold;   // two indices per edge that more than two use
+};
+
 // Facts of the mesh with `vertexCount` vertices (x, y, z each in `coords`) and
 // `triangleCount` triangles (three vertex indices each in `corners`, all below vertexCount).
 // A triangle's edges are counted once each even when it repeats a corner. `report`, when
-// given, hears the triangles done so far (of triangleCount).
+// given, hears the triangles done so far (of triangleCount). `lists`, when given, receives
+// the border and non-manifold edges themselves.
 MeshFacts meshFacts(double const *coords, std::size_t vertexCount, std::uint32_t const *corners,
                     std::size_t triangleCount,
-                    std::function<void(std::size_t done, std::size_t total)> const &report = {});
+                    std::function<void(std::size_t done, std::size_t total)> const &report = {},
+                    MeshEdgeLists *lists = nullptr);
 
 }  // namespace orvane

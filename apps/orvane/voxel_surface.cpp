@@ -160,8 +160,29 @@ VoxelGridFrame voxelGridFrame(std::array<double, 3> const &lower, std::array<dou
     return frame;
 }
 
+VoxelGridBox voxelGridBox(std::array<double, 6> const &box, std::array<std::size_t, 3> const &counts,
+                          double cellSize) {
+    VoxelGridBox grid;
+    for (int a = 0; a < 3; ++a) grid.lower[a] = box[a], grid.upper[a] = box[3 + a];
+    double largestCell = 0;
+    for (int a = 0; a < 3; ++a)
+        largestCell = std::max(largestCell, (grid.upper[a] - grid.lower[a]) / static_cast<double>(counts[a]));
+    if (!(largestCell > 0)) largestCell = 1;
+    for (int a = 0; a < 3; ++a) {
+        double const n = static_cast<double>(counts[a]), extent = grid.upper[a] - grid.lower[a];
+        double const want = cellSize > 0 ? n * cellSize : extent > 0 ? extent : n * largestCell;
+        if (want != extent) {
+            double const centre = (grid.lower[a] + grid.upper[a]) / 2;
+            grid.lower[a] = centre - want / 2;
+            grid.upper[a] = centre + want / 2;
+            grid.widened = true;
+        }
+    }
+    return grid;
+}
+
 VoxelSurface voxelSurface(std::vector<double> const &coords, std::vector<std::size_t> const &quads,
-                          VoxelGridFrame const &frame) {
+                          VoxelGridFrame const &frame, std::vector<std::uint64_t> *markedCells) {
     VoxelSurface out;
     Grid grid(frame.counts);
     std::size_t const vertices = coords.size() / 3;
@@ -183,7 +204,10 @@ VoxelSurface voxelSurface(std::vector<double> const &coords, std::vector<std::si
             usable = std::isfinite(at) && at > -0.5 && at < static_cast<double>(frame.counts[a]) - 0.5;
             if (usable) cell[a] = std::llround(at);
         }
-        if (usable && grid.mark(cell[0], cell[1], cell[2])) ++out.cells;
+        if (usable && grid.mark(cell[0], cell[1], cell[2])) {
+            ++out.cells;
+            if (markedCells) markedCells->push_back(grid.index(cell[0], cell[1], cell[2]));
+        }
     }
     out.filled = fillPinches(grid);
 

@@ -16,6 +16,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace orvane {
@@ -39,8 +40,27 @@ struct VoxelSurface {
 // together, in any order), `frame` the grid they lie in. Cells are found from their
 // corners, so the quads' winding and order do not matter. Deterministic: vertices are
 // numbered in order of first use, cells visited in the voxelizer's grid order.
+// `markedCells`, when given, receives the voxelizer's cells (not the added ones) by grid
+// index (i ny + j) nz + k, in the order of their quads.
 VoxelSurface voxelSurface(std::vector<double> const &coords, std::vector<std::size_t> const &quads,
-                          VoxelGridFrame const &frame);
+                          VoxelGridFrame const &frame, std::vector<std::uint64_t> *markedCells = nullptr);
+
+// The box a grid of `counts` cells spans over a mesh whose vertices' box is `box` (lower
+// corner, then upper): the mesh's box, except
+//  - with `cellSize` > 0, cubic cells of that edge: the box widened or narrowed about its
+//    centre to counts * cellSize along each axis (the caller chooses counts that cover the
+//    mesh);
+//  - otherwise along an axis where the mesh is flat: there cells as large as the largest of
+//    the other axes' (1 when the mesh is a point), so that a flat plate becomes a slab of
+//    cells rather than cells without thickness.
+// When `widened`, the box is not the mesh's: the voxelizer, which spans the box of its mesh,
+// is then given two further vertices, at `lower` and `upper`, that no triangle uses.
+struct VoxelGridBox {
+    std::array<double, 3> lower{}, upper{};
+    bool widened = false;
+};
+VoxelGridBox voxelGridBox(std::array<double, 6> const &box, std::array<std::size_t, 3> const &counts,
+                          double cellSize = 0);
 
 // The grid frame the voxelizer derives from a mesh whose box runs from `lower` to `upper`.
 VoxelGridFrame voxelGridFrame(std::array<double, 3> const &lower, std::array<double, 3> const &upper,

@@ -139,6 +139,11 @@ py::array_t<double> pointArray(double const *xyz, std::size_t rows) {
     return out;
 }
 
+py::array_t<double> pointArray(std::vector<std::array<double, 3>> const &points) {
+    static_assert(sizeof(std::array<double, 3>) == 3 * sizeof(double), "points lie back to back");
+    return pointArray(points.empty() ? nullptr : points.front().data(), points.size());
+}
+
 py::array_t<double> contourPoints(ContourData const &contour) {
     py::array_t<double> out({static_cast<py::ssize_t>(contour.points.size()), py::ssize_t(3)});
     double *q = out.mutable_data();

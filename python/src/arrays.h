@@ -2,7 +2,7 @@
 // Arguments from Python checked and turned into flat C++ arrays, and flat arrays turned into
 // NumPy arrays. Every check raises TypeError (wrong kind of value) or ValueError (right kind,
 // unusable value) with a message that names the argument, before any kernel call.
-#include "cli_support.h"
+#include "contour_export.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -38,8 +38,10 @@ long long integerInRange(py::handle value, char const *what, long long least, lo
 
 // A new float64 array of `rows` x 3 filled from `xyz` (3 * rows values).
 py::array_t<double> pointArray(double const *xyz, std::size_t rows);
+// A new (K, 3) float64 array of the points (a ring or an open contour of a slice).
+py::array_t<double> pointArray(std::vector<std::array<double, 3>> const &points);
 
-// A contour's points as a new (K, 3) float64 array.
+// A border contour's points as a new (K, 3) float64 array.
 py::array_t<double> contourPoints(ContourData const &contour);
 
 // A read-only view of `rows` x `columns` values that `owner` keeps alive (no copy).

@@ -3,11 +3,14 @@
 #include "arrays.h"
 #include "mesh.h"
 
+#include "surface_orientation.h"
+
 #include "MarchingCubes.h"
 #include "Vertex.h"
 
 #include <pybind11/numpy.h>
 
+#include <array>
 #include <cmath>
 #include <sstream>
 #include <string>
@@ -46,8 +49,8 @@ ModelData polygonise(double const *values, std::array<std::size_t, 3> const &cou
     PointWelder welder(out.coords);
     odb::MarchingCubes cubes;
     CubeTriangles cube;
-    // How far the triangles' normals agree with the field's gradient, summed.
-    double agreement = 0;
+    // Per triangle kept: its unit normal against the field's gradient in its cube.
+    std::vector<double> agreement;
     for (std::size_t i = 0; i + 1 < counts[0]; ++i)
         for (std::size_t j = 0; j + 1 < ny; ++j)
             for (std::size_t k = 0; k + 1 < nz; ++k) {
@@ -61,26 +64,24 @@ ModelData polygonise(double const *values, std::array<std::size_t, 3> const &cou
                                             (v[4] - v[0] + v[5] - v[1] + v[6] - v[2] + v[7] - v[3]) / 4};
                 for (auto const &triangle : cube.items) {
                     std::uint32_t idx[3];
-                    double p[3][3];
+                    std::array<double, 3> p[3];
                     for (int c = 0; c < 3; ++c) {
                         odb::Point3D const &q = *triangle[c]->point();
-                        p[c][0] = q.x(), p[c][1] = q.y(), p[c][2] = q.z();
+                        p[c] = {{q.x(), q.y(), q.z()}};
                         idx[c] = welder.add(q.x(), q.y(), q.z());
                     }
                     // Corners at a sample of value exactly 0 collapse edges; such slivers have
                     // no area and are left out.
                     if (idx[0] == idx[1] || idx[1] == idx[2] || idx[2] == idx[0]) continue;
                     out.corners.insert(out.corners.end(), {idx[0], idx[1], idx[2]});
-                    double const e1[3] = {p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]};
-                    double const e2[3] = {p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]};
-                    agreement += (e1[1] * e2[2] - e1[2] * e2[1]) * gradient[0] +
-                                 (e1[2] * e2[0] - e1[0] * e2[2]) * gradient[1] +
-                                 (e1[0] * e2[1] - e1[1] * e2[0]) * gradient[2];
+                    std::array<double, 3> const n = facetNormal(p[0], p[1], p[2]);
+                    agreement.push_back(n[0] * gradient[0] + n[1] * gradient[1] + n[2] * gradient[2]);
                 }
                 cube.clear();
             }
-    if (agreement < 0)
-        for (std::size_t t = 0; t < out.corners.size(); t += 3) std::swap(out.corners[t + 1], out.corners[t + 2]);
+    // Wound as the tool winds its isosurfaces; in grid units, which the positive spacing
+    // maps without turning anything over.
+    orientSurface(out, [&](std::size_t t) { return agreement[t]; });
     for (std::size_t v = 0; v < out.coords.size(); v += 3)
         for (int a = 0; a < 3; ++a) out.coords[v + a] = origin[a] + spacing[a] * out.coords[v + a];
     return out;

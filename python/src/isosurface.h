@@ -16,9 +16,10 @@ namespace py = pybind11;
 // each, finite) at the points origin + spacing * (i, j, k). Cubes are polygonised at their
 // grid positions (edge 1) and the result mapped afterwards, so that welding (PointWelder,
 // 1e-9) works in grid units whatever the spacing. Triangles whose corners weld together are
-// dropped. The tables give the whole surface one winding; it is turned, if needed, so that
-// normals point towards growing values (outward when the inside is negative, as for a signed
-// distance).
+// dropped. Wound by orientSurface as `orvane isosurface` winds its surfaces: consistently,
+// a closed piece outward from what it encloses (a cavity's wall into the cavity), an open
+// piece so that its normals point towards growing values (the gradient of each triangle's
+// cube).
 ModelData polygonise(double const *values, std::array<std::size_t, 3> const &counts,
                      std::array<double, 3> const &spacing, std::array<double, 3> const &origin);
 

@@ -1,7 +1,6 @@
 #include "mesh.h"
 
 #include "arrays.h"
-#include "flat_hash.h"
 #include "release_queue.h"
 
 #include "BSPTree.h"
@@ -38,47 +37,13 @@ ORVANE_DATABASE::BSPTree const &Mesh::insideTree() {
     return *tree_;
 }
 
-namespace {
-
-struct PairHash {
-    std::size_t operator()(std::uint64_t key) const { return static_cast<std::size_t>(mixBits(key)); }
-};
-
-void appendPairs(std::vector<std::uint64_t> &keys, std::vector<std::uint32_t> &pairs) {
-    std::sort(keys.begin(), keys.end());
-    pairs.reserve(2 * keys.size());
-    for (std::uint64_t k : keys) {
-        pairs.push_back(static_cast<std::uint32_t>(k >> 32));
-        pairs.push_back(static_cast<std::uint32_t>(k));
+EdgeFacts const &Mesh::edgeFacts() {
+    if (!edges_) {
+        auto edges = std::make_unique<EdgeFacts>();
+        edges->facts = meshFacts(data_.coords.data(), data_.vertexCount(), data_.corners.data(), data_.triangleCount(),
+                                 {}, &edges->lists);
+        edges_ = std::move(edges);
     }
-}
-
-}  // namespace
-
-EdgeFigures const &Mesh::edgeFigures() {
-    if (edges_) return *edges_;
-    std::size_t const triangles = data_.triangleCount();
-    FlatHashMap<std::uint64_t, std::uint32_t, PairHash> users(triangles * 3 / 2);
-    for (std::size_t t = 0; t < triangles; ++t) {
-        std::uint32_t const *c = &data_.corners[3 * t];
-        std::uint64_t keys[3];
-        for (int i = 0; i < 3; ++i) {
-            std::uint64_t const a = c[i], b = c[(i + 1) % 3];
-            keys[i] = a < b ? a << 32 | b : b << 32 | a;
-        }
-        // A triangle that names a pair twice (it repeats a vertex) uses that edge once.
-        for (int i = 0; i < 3; ++i)
-            if ((i < 1 || keys[i] != keys[0]) && (i < 2 || keys[i] != keys[1])) ++users.insert(keys[i], 0);
-    }
-    std::vector<std::uint64_t> border, nonManifold;
-    users.forEach([&](std::uint64_t key, std::uint32_t n) {
-        if (n < 2) border.push_back(key);
-        else if (n > 2) nonManifold.push_back(key);
-    });
-    auto figures = std::make_unique<EdgeFigures>();
-    appendPairs(border, figures->border);
-    appendPairs(nonManifold, figures->nonManifold);
-    edges_ = std::move(figures);
     return *edges_;
 }
 

@@ -7,6 +7,7 @@
 // objects are made and released here (OwnedMesh, BspTreePtr), so nothing the kernel hands
 // over outlives the Mesh or leaks past it.
 #include "cli_support.h"
+#include "mesh_facts.h"
 #include "model_io.h"
 
 #include <pybind11/pybind11.h>
@@ -18,11 +19,11 @@
 
 namespace orvane::python {
 
-// Edges counted as the tool's `info` counts them: one per undirected vertex pair, used by
-// every distinct triangle that has it as a side.
-struct EdgeFigures {
-    std::vector<std::uint32_t> border;        // vertex pairs (lower index first) used once
-    std::vector<std::uint32_t> nonManifold;   // used by more than two triangles
+// What `orvane info` reports of the mesh's edges (mesh_facts.h), with the border and
+// non-manifold edges listed.
+struct EdgeFacts {
+    MeshFacts facts;
+    MeshEdgeLists lists;
 };
 
 class Mesh {
@@ -43,13 +44,13 @@ public:
     OwnedMesh &kernelMesh();
     // The BSP tree of kernelMesh(); throws InputError when the kernel cannot build one.
     ORVANE_DATABASE::BSPTree const &insideTree();
-    EdgeFigures const &edgeFigures();
+    EdgeFacts const &edgeFacts();
 
 private:
     ModelData data_;
     std::unique_ptr<OwnedMesh> kernel_;
     BspTreePtr tree_;
-    std::unique_ptr<EdgeFigures> edges_;
+    std::unique_ptr<EdgeFacts> edges_;
 };
 
 // The arrays of a mesh from Python's vertices (N, 3) and triangles (M, 3), checked

@@ -61,18 +61,15 @@ std::unique_ptr<Mesh> loadMesh(std::filesystem::path const &path) {
 }
 
 void saveMesh(Mesh const &mesh, std::filesystem::path const &path) {
-    MeshPart part;
-    part.name = "orvane";
-    ModelData const &data = mesh.data();
-    part.points.resize(data.vertexCount());
-    for (std::size_t v = 0; v < part.points.size(); ++v)
-        part.points[v] = {{data.coords[3 * v], data.coords[3 * v + 1], data.coords[3 * v + 2]}};
-    part.triangles.resize(data.triangleCount());
-    for (std::size_t t = 0; t < part.triangles.size(); ++t)
-        part.triangles[t] = {{data.corners[3 * t], data.corners[3 * t + 1], data.corners[3 * t + 2]}};
+    std::string const target = path.string();
     try {
-        py::gil_scoped_release release;
-        writeMesh(path.string(), {part});
+        py::gil_scoped_release release;   // the Mesh never changes, and the caller keeps it alive
+        std::vector<MeshPart> parts(1);
+        parts[0].name = stemOf(target);
+        parts[0].mesh = mesh.data();
+        AtomicFile file(target, false);   // Ctrl-C stays Python's KeyboardInterrupt
+        writeMesh(file, parts);
+        file.commit();
     } catch (UsageError const &e) {
         throw py::value_error(e.what());
     } catch (std::runtime_error const &e) {
@@ -103,9 +100,9 @@ py::array edgePairs(std::vector<std::uint32_t> const &pairs, py::handle owner) {
     return readOnlyRows(pairs.data(), pairs.size() / 2, 2, owner);
 }
 
-EdgeFigures const &edgeFiguresOf(Mesh &mesh) {
-    KernelWork work;
-    return mesh.edgeFigures();
+EdgeFacts const &edgeFactsOf(Mesh &mesh) {
+    KernelWork work;   // the lock keeps two threads from filling the cache twice
+    return mesh.edgeFacts();
 }
 
 std::size_t heapBytes() {
@@ -177,11 +174,14 @@ Example:
     ((2468, 3), True)
 )doc";
 
-char const *const kSaveDoc = R"doc(Writes the mesh to a file by its extension: .stl (binary), .obj or .ply (binary).
+char const *const kSaveDoc = R"doc(Writes the mesh to a file by its extension: .stl, .obj or .ply, with the orvane tool's writers.
 
-The file is written under a temporary name and renamed into place, so it appears whole or
-not at all. The formats store single-precision coordinates. Raises ValueError for another
-extension or a missing folder, OSError when writing fails.
+The triangles are written as they are, their corner order their winding: binary STL with
+every facet's normal computed from its own corners (single-precision coordinates), OBJ
+with the coordinates in full (the shortest decimals that read back exactly) and no normals,
+binary PLY with single-precision coordinates and no normals. The file is written under a
+temporary name and renamed into place, so it appears whole or not at all. Raises ValueError
+for another extension or a missing folder, OSError when writing fails.
 
 Example:
     >>> orvane.builtin_part().save("part.stl")
@@ -194,21 +194,30 @@ slice(direction=(0, 0, 1), layers=None, layer_height=None)
 direction: three numbers, not all zero (normalised here).
 layers: a count of layers of equal height over the mesh's extent along the direction (1 to
     100000; 20 when neither argument is given).
-layer_height: layers of exactly this height from the mesh's bottom, the first plane half a
-    layer above it, the last layer possibly thinner.
+layer_height: layers of exactly this height from the mesh's bottom (its lowest point along
+    the direction); when the extent is not a whole number of layers, the last one is
+    thinner and ends at the mesh's top.
 
-Plane placement, contours and their classification are those of `orvane slice`: the planes
-are moved by at most 1/16 of a layer so that they keep off the vertices, and contours come
-back on their layer's nominal plane (Layer.height). Closed contours are grouped into
-polygons (Polygon.outer with the holes directly inside it: a contour inside an odd number of
-others is a hole); contours that do not close (the mesh has a border there) are in
-Layer.open_contours. A closed contour's last point repeats its first. Warns (RuntimeWarning)
-when a plane could not be kept off the vertices or a closed mesh gave open contours.
+The work is that of `orvane slice`, and so are the results. Each layer is cut in its middle
+(Layer.height, halfway between Layer.bottom and Layer.top; a thin last layer too), the
+planes moved by at most 1/16 of a layer so that they keep off the vertices, and contours
+come back on their layer's plane. Heights are rounded to 12 significant digits, so that they
+read as the decimals they stand for (0.1, not 0.09999999999999964).
+
+Closed contours are nested into polygons: a contour inside an even number of others bounds
+material (Polygon.outer), one inside an odd number is a hole of the contour right around it
+(Polygon.holes), so an island standing in a hole is a polygon of its own. Outer contours run
+counter-clockwise about the direction (right-hand rule: seen from the side the direction
+points to, from above for (0, 0, 1)), holes clockwise. A ring lists its corners once: the
+first point is not repeated at the end. Contours that do not close (the mesh has a border
+there) are in Layer.open_contours, as the slicer ran them. The tool's warnings come as
+RuntimeWarning: no position of the planes keeps every layer off the vertices, or a closed
+mesh gave open contours (naming the layers).
 
 Example:
     >>> layers = orvane.builtin_part().slice(layer_height=2.5)
-    >>> len(layers), layers[0].height
-    (10, 1.25)
+    >>> len(layers), layers[0].height, (layers[0].bottom, layers[0].top)
+    (10, 1.25, (0.0, 2.5))
     >>> [len(p.holes) for p in layers[0].polygons]
     [5]
 )doc";
@@ -240,7 +249,7 @@ Example:
     [(5, 3)]
 )doc";
 
-char const *const kVoxelizeDoc = R"doc(Marks the cells of a grid over the mesh's box that its surface touches.
+char const *const kVoxelizeDoc = R"doc(Marks the cells of a grid over the mesh that its surface touches, as `orvane voxelize --grid` does.
 
 voxelize(grid, progress=None) -> (occupancy, surface)
 
@@ -248,10 +257,21 @@ grid: N for an N x N x N grid, or (nx, ny, nz); at most 2**29 cells.
 progress: a callable that receives the kernel's stage messages ("Marking Voxels...");
     an exception it raises is raised once the kernel has finished.
 
-occupancy is an (nx, ny, nz) bool array, cell (i, j, k) spanning
-box_min + (i, j, k) * size to box_min + (i + 1, j + 1, k + 1) * size, size = box extent /
-grid. surface is the outer surface of the marked cells as a Mesh: faces between two marked
-cells left out, every face wound counter-clockwise seen from outside (normals outward).
+The grid spans the mesh's box, except along an axis where the mesh is flat: there the box is
+widened about the mesh to cells as large as the largest of the other axes' (a flat plate
+becomes a slab of cells one cell thick). Cell (i, j, k) spans lower + (i, j, k) * size to
+lower + (i + 1, j + 1, k + 1) * size, size = (upper - lower) / grid, for that box's lower and
+upper corners.
+
+occupancy is an (nx, ny, nz) bool array of the cells the kernel's voxelizer marked.
+surface is the Mesh the tool writes for them (`orvane voxelize`, not --raw): only the faces
+between a cell and the outside, each wound counter-clockwise seen from outside the cells
+(positive volume; a hollow's wall faces into the hollow), lattice points shared between
+touching cells, every edge used by exactly two triangles. Where marked cells meet only along
+an edge or at a corner, the surface would pinch; there it also encloses the fewest further
+cells that make it a 2-manifold, as the tool's does. Those cells are not in occupancy: their
+count, which the tool's summary reports as added, is
+round(volume of surface / volume of a cell) - occupancy.sum().
 
 Example:
     >>> occupancy, surface = orvane.builtin_part().voxelize((64, 64, 32), progress=print)
@@ -284,7 +304,10 @@ spacing: the distance between samples, one number or one per axis.
 origin: the position of sample (0, 0, 0).
 
 The cubes' triangles are welded into one mesh (corners within 1e-9 of a grid unit merge) and
-wound so that normals point towards growing values: outward for a signed distance.
+wound as `orvane isosurface` winds its surfaces: consistently, every closed piece outward from
+what it encloses (positive volume; a cavity's wall faces into the cavity), and every open
+piece (cut by the block of samples) so that its normals point towards growing values:
+outward for a signed distance.
 
 Example:
     >>> x, y, z = np.mgrid[-1:1:41j, -1:1:41j, -1:1:41j]
@@ -355,21 +378,20 @@ PYBIND11_MODULE(orvane, m) {
         .def_property_readonly(
             "is_closed",
             [](Mesh &mesh) {
-                EdgeFigures const &edges = edgeFiguresOf(mesh);
-                return edges.border.empty() && edges.nonManifold.empty();
+                return edgeFactsOf(mesh).facts.closed();
             },
             "True when every edge is shared by exactly two triangles (no border, no non-manifold "
             "edge), as `orvane info` judges it.\n\nExample:\n    >>> orvane.builtin_part().is_closed\n    True")
         .def_property_readonly(
             "border_edges",
-            [](py::object self) { return edgePairs(edgeFiguresOf(self.cast<Mesh &>()).border, self); },
+            [](py::object self) { return edgePairs(edgeFactsOf(self.cast<Mesh &>()).lists.border, self); },
             "(E, 2) uint32, read-only: the edges that only one triangle uses, as vertex index pairs "
             "(lower index first, sorted). One edge per undirected vertex pair, as `orvane info` "
             "counts them.\n\nExample:\n    >>> square = orvane.Mesh([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]], [[0, 1, 2], [0, 2, 3]])\n"
             "    >>> square.border_edges.tolist()\n    [[0, 1], [0, 3], [1, 2], [2, 3]]")
         .def_property_readonly(
             "nonmanifold_edges",
-            [](py::object self) { return edgePairs(edgeFiguresOf(self.cast<Mesh &>()).nonManifold, self); },
+            [](py::object self) { return edgePairs(edgeFactsOf(self.cast<Mesh &>()).lists.nonManifold, self); },
             "(E, 2) uint32, read-only: the edges that more than two triangles use, as vertex index "
             "pairs (lower index first, sorted).\n\nExample:\n    >>> len(orvane.builtin_part().nonmanifold_edges)\n    0")
         .def("slice", &sliceMesh, py::arg("direction") = py::make_tuple(0, 0, 1), py::arg("layers") = py::none(),
@@ -386,25 +408,37 @@ PYBIND11_MODULE(orvane, m) {
         .def("__repr__", &meshRepr);
 
     py::class_<PythonPolygon>(m, "Polygon",
-                        "A closed region of a layer: an outer contour and the holes directly inside it.\n\n"
+                        "A region of material in a layer: an outer contour and the holes right inside it.\n\n"
                         "Example:\n    >>> p = orvane.builtin_part().slice(layers=20)[0].polygons[0]\n"
-                        "    >>> p.outer.shape, len(p.holes)\n    ((289, 3), 5)")
-        .def_readonly("outer", &PythonPolygon::outer, "(K, 3) float64: the outer contour, last point = first point.")
-        .def_readonly("holes", &PythonPolygon::holes, "list of (K, 3) float64 arrays: the holes, each closed.")
+                        "    >>> p.outer.shape, len(p.holes)\n    ((288, 3), 5)")
+        .def_readonly("outer", &PythonPolygon::outer,
+                      "(K, 3) float64: the outer contour, counter-clockwise about the slicing direction; "
+                      "its first point is not repeated at the end.")
+        .def_readonly("holes", &PythonPolygon::holes,
+                      "list of (K, 3) float64 arrays: the holes, each clockwise about the slicing direction, "
+                      "the first point not repeated.")
         .def("__repr__", [](PythonPolygon const &p) {
             return "<orvane.Polygon: outer of " + std::to_string(p.outer.shape(0)) + " points, " +
                    std::to_string(py::len(p.holes)) + " holes>";
         });
 
     py::class_<PythonLayer>(m, "Layer",
-                      "One layer of Mesh.slice: its number, its plane's height and its contours.\n\n"
+                      "One layer of Mesh.slice: its number, its extent and plane along the direction, and "
+                      "its contours.\n\n"
                       "Example:\n    >>> layer = orvane.builtin_part().slice(layers=10)[3]\n"
-                      "    >>> layer.index, len(layer.polygons)\n    (4, 1)")
-        .def_readonly("index", &PythonLayer::index, "1-based number of the layer, in slicing order.")
+                      "    >>> layer.index, layer.bottom, layer.height, layer.top, len(layer.polygons)\n"
+                      "    (4, 7.5, 8.75, 10.0, 1)")
+        .def_readonly("index", &PythonLayer::index, "1-based number of the layer, from the bottom.")
         .def_readonly("height", &PythonLayer::height,
                       "Position of the layer's plane along the slicing direction (dot product with the unit "
-                      "direction).")
-        .def_readonly("polygons", &PythonLayer::polygons, "list of Polygon: the closed contours, nested.")
+                      "direction): the middle of the layer, rounded to 12 significant digits.")
+        .def_readonly("bottom", &PythonLayer::bottom,
+                      "Where the layer begins along the slicing direction (rounded like height).")
+        .def_readonly("top", &PythonLayer::top,
+                      "Where the layer ends along the slicing direction; the last layer ends at the mesh's top.")
+        .def_readonly("polygons", &PythonLayer::polygons,
+                      "list of Polygon: the closed contours, nested, in the order the slicer found their outer "
+                      "contours.")
         .def_readonly("open_contours", &PythonLayer::openContours,
                       "list of (K, 3) float64 arrays: contours that do not close (the mesh has a border or "
                       "a non-manifold edge there).")

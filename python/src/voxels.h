@@ -1,6 +1,6 @@
 #pragma once
-// Mesh.voxelize: the kernel's Voxelization of a mesh, as an occupancy array and the outer
-// surface of the marked cells.
+// Mesh.voxelize: the kernel's Voxelization of a mesh, as an occupancy array of the cells it
+// marked and the printable surface the tool writes for them (voxel_surface.h).
 #include "mesh.h"
 #include "release_queue.h"
 
@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace orvane::python {
@@ -21,17 +22,15 @@ namespace py = pybind11;
 constexpr long long kMostCells = 1LL << 29;
 
 struct VoxelRun {
-    std::vector<std::uint8_t> occupancy;   // 1 for a marked cell, (i * ny + j) * nz + k
-    ModelData surface;
-    std::unique_ptr<Garbage> spent;   // the kernel mesh voxelized, to be released afterwards
+    std::vector<std::uint64_t> marked;   // the cells the voxelizer marked, by index (i * ny + j) * nz + k
+    ModelData surface;                   // voxelSurface's: outward, closed, 2-manifold
+    std::unique_ptr<Garbage> spent;      // the voxelizer, its mesh and its quads
 };
 
-// Voxelizes `model` on a grid of counts[0] x counts[1] x counts[2] cells over its box. The
-// surface is made of the kernel's quads: faces that two marked cells share are left out,
-// each remaining face is turned to run counter-clockwise seen from outside its cell (the
-// kernel's quads do not all run one way), and faces that collapse on an axis of zero extent
-// are dropped. `feedback` (may be null) hears the kernel's stage
-// messages. Runs inside KernelWork.
+// Voxelizes `model` as `orvane voxelize --grid` does: a grid of counts[0] x counts[1] x
+// counts[2] cells over the box voxelGridBox gives (the model's, widened along a flat axis),
+// the voxelizer's quads turned into voxelSurface's surface. `feedback` (may be null) hears
+// the kernel's stage messages. Runs inside KernelWork.
 VoxelRun voxelizeModel(ModelData const &model, std::array<std::size_t, 3> const &counts,
                        ORVANE_DATABASE::Feedback *feedback);
 

@@ -89,8 +89,13 @@ TEST(VoxelSurface, RandomCellsGiveAClosedOutwardTwoManifold) {
         for (std::size_t c = 0; c < marked.size(); ++c) count += marked[c] = std::uniform_real_distribution<double>(0, 1)(rng) < density;
         if (count == 0) continue;
         QuadForm const q = quadForm(n, marked);
-        orvane::VoxelSurface const s = orvane::voxelSurface(q.coords, q.quads, q.frame);
+        std::vector<std::uint64_t> cells;
+        orvane::VoxelSurface const s = orvane::voxelSurface(q.coords, q.quads, q.frame, &cells);
         EXPECT_EQ(s.cells, count);
+        std::vector<std::uint64_t> expected;   // the quads come in grid order
+        for (std::size_t c = 0; c < marked.size(); ++c)
+            if (marked[c]) expected.push_back(c);
+        EXPECT_EQ(cells, expected) << trial;
         expectTwoManifold(s.mesh, "trial " + std::to_string(trial));
         // Every cell, marked or added, counts once: faces between cells are gone.
         EXPECT_NEAR(volume(s.mesh), static_cast<double>(s.cells + s.filled) * 0.5 * 1 * 2, 1e-9) << trial;
@@ -113,6 +118,21 @@ TEST(VoxelSurface, FillsOnlyWhereCellsPinch) {
     orvane::VoxelSurface const joined = orvane::voxelSurface(point.coords, point.quads, point.frame);
     EXPECT_EQ(joined.filled, 2u);
     expectTwoManifold(joined.mesh, "corner");
+}
+
+TEST(VoxelSurface, GridBoxWidensFlatAxesAndFitsCubicCells) {
+    using Box = std::array<double, 6>;
+    orvane::VoxelGridBox g = orvane::voxelGridBox(Box{{0, 0, 1, 4, 2, 1}}, {{4, 4, 3}});
+    EXPECT_TRUE(g.widened);   // flat in z: cells as tall as the widest (1), centred on the plate
+    EXPECT_EQ(g.lower, (std::array<double, 3>{{0, 0, -0.5}}));
+    EXPECT_EQ(g.upper, (std::array<double, 3>{{4, 2, 2.5}}));
+    EXPECT_FALSE(orvane::voxelGridBox(Box{{0, 0, 0, 4, 2, 1}}, {{4, 4, 3}}).widened);
+    g = orvane::voxelGridBox(Box{{0, 0, 1, 4, 2, 1}}, {{9, 4, 1}}, 0.5);
+    EXPECT_EQ(g.lower, (std::array<double, 3>{{-0.25, 0, 0.75}}));
+    EXPECT_EQ(g.upper, (std::array<double, 3>{{4.25, 2, 1.25}}));
+    // A single point: cells of 1.
+    g = orvane::voxelGridBox(Box{{3, 3, 3, 3, 3, 3}}, {{2, 1, 1}});
+    EXPECT_EQ(g.lower, (std::array<double, 3>{{2, 2.5, 2.5}}));
 }
 
 // An axis-aligned box as 12 outward triangles appended to `m`; inward when `inward`.
@@ -175,7 +195,10 @@ TEST(MeshFacts, CountsWhatAMeshCheckerCounts) {
     // A fin on an edge of the first box, and apart a sliver with its corners in a line.
     m.coords.insert(m.coords.end(), {1, -1, 0, 10, 0, 0, 11, 0, 0, 12, 0, 0});
     m.corners.insert(m.corners.end(), {0, 1, 16, 17, 18, 19});
-    f = orvane::meshFacts(m.coords.data(), m.vertexCount(), m.corners.data(), m.triangleCount());
+    orvane::MeshEdgeLists lists;
+    f = orvane::meshFacts(m.coords.data(), m.vertexCount(), m.corners.data(), m.triangleCount(), {}, &lists);
+    EXPECT_EQ(lists.nonManifold, (std::vector<std::uint32_t>{0, 1}));
+    EXPECT_EQ(lists.border, (std::vector<std::uint32_t>{0, 16, 1, 16, 17, 18, 17, 19, 18, 19}));
     EXPECT_EQ(f.misorientedEdges, 2u);   // the fin makes the third non-manifold
     EXPECT_EQ(f.nonManifoldEdges, 1u);
     EXPECT_EQ(f.borderEdges, 5u);

@@ -25,6 +25,38 @@ def tool_json(tmp_path, *args):
     return json.loads(out.read_text())
 
 
+def obj_parts(path):
+    """The tool's OBJ: an object per part, corners as 1-based indices into one vertex list
+    written in full precision. Returns (vertices, triangles) per object, indices local."""
+    vertices, parts = [], []
+    for line in open(path):
+        fields = line.split()
+        if fields[:1] == ["v"]:
+            vertices.append([float(x) for x in fields[1:4]])
+        elif fields[:1] == ["o"]:
+            parts.append([])
+        elif fields[:1] == ["f"]:
+            parts[-1].append([int(c.split("/")[0]) - 1 for c in fields[1:]])
+    vertices = np.array(vertices).reshape(-1, 3)
+    out = []
+    for part in parts:
+        t = np.array(part, dtype=np.int64).reshape(-1, 3)
+        used = np.unique(t)
+        out.append((vertices[used], np.searchsorted(used, t)))
+    return out
+
+
+def signed_volume(mesh):
+    c = mesh.vertices[mesh.triangles]
+    return np.einsum("ij,ij->i", c[:, 0], np.cross(c[:, 1], c[:, 2])).sum() / 6
+
+
+def repeated_directed_edges(mesh):
+    t = mesh.triangles.astype(np.int64)
+    directed = np.concatenate([t[:, [0, 1]], t[:, [1, 2]], t[:, [2, 0]]])
+    return len(directed) - len(np.unique(directed, axis=0))
+
+
 def real_mesh(name):
     path = os.path.join(MESHES, name)
     if not os.path.exists(path):

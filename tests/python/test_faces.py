@@ -4,22 +4,7 @@ import numpy as np
 import pytest
 
 import orvane
-from conftest import box, real_mesh, run_tool, tool_json
-
-
-def obj_groups(path):
-    """The tool's OBJ: a group per face, corners as 1-based indices into one vertex list."""
-    vertices, groups = [], []
-    for line in open(path):
-        fields = line.split()
-        if fields[:1] == ["v"]:
-            vertices.append([float(x) for x in fields[1:4]])
-        elif fields[:1] == ["g"]:
-            groups.append([])
-        elif fields[:1] == ["f"]:
-            groups[-1].append([int(c.split("/")[0]) - 1 for c in fields[1:]])
-    vertices = np.array(vertices)
-    return [vertices[np.array(g)] for g in groups]
+from conftest import box, obj_parts, real_mesh, run_tool, tool_json
 
 
 def assert_faces_partition(mesh, faces, face_of):
@@ -36,10 +21,10 @@ def test_faces_equal_tool(tmp_path, name, angle):
     run_tool("segment", path, "--angle", angle, "-o", tmp_path / "faces.obj")
     mesh = orvane.Mesh.load(path)
     faces, face_of = mesh.segment(angle)
-    expected = obj_groups(tmp_path / "faces.obj")
+    expected = obj_parts(tmp_path / "faces.obj")
     assert len(faces) == len(expected)
-    for face, corners in zip(faces, expected):
-        assert np.allclose(face.vertices[face.triangles], corners, rtol=1e-6, atol=1e-6)
+    for face, (vertices, triangles) in zip(faces, expected):
+        assert np.array_equal(face.vertices, vertices) and np.array_equal(face.triangles, triangles)
     assert_faces_partition(mesh, faces, face_of)
 
 

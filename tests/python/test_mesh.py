@@ -2,12 +2,14 @@
 dtypes and ownership, and the figures `orvane info` reports."""
 import json
 import struct
+import subprocess
+import sys
 
 import numpy as np
 import pytest
 
 import orvane
-from conftest import box, real_mesh, run_tool
+from conftest import box, obj_parts, real_mesh, run_tool
 
 
 def soup_of(v, t):
@@ -80,10 +82,42 @@ def test_edges_of_an_open_and_a_non_manifold_mesh():
     assert fin.nonmanifold_edges.tolist() == [[0, 1]] and not fin.is_closed
 
 
-@pytest.mark.parametrize("ext, tolerance", [("stl", 1e-6), ("obj", 1e-5), ("ply", 1e-6)])
-def test_save_and_load_round_trip(tmp_path, ext, tolerance):
+def test_saved_files_keep_the_winding(tmp_path):
+    # Every other triangle reversed: each is written as given, an STL facet with the normal
+    # of its own corner order, an OBJ with the coordinates in full, a PLY in single precision.
     part = orvane.builtin_part()
-    part.save(tmp_path / f"part.{ext}")
-    again = orvane.Mesh.load(str(tmp_path / f"part.{ext}"))
-    assert again.triangles.shape == part.triangles.shape and again.is_closed
-    assert np.allclose(again.vertices[again.triangles], part.vertices[part.triangles], atol=tolerance * 100)
+    t = np.array(part.triangles)
+    t[::2] = t[::2, ::-1]
+    mesh = orvane.Mesh(part.vertices, t)
+    mesh.save(tmp_path / "m.stl")
+    data = (tmp_path / "m.stl").read_bytes()
+    facet = np.dtype([("normal", "<f4", 3), ("corners", "<f4", (3, 3)), ("attribute", "<u2")])
+    records = np.frombuffer(data, dtype=facet, offset=84)
+    assert not data.startswith(b"solid") and struct.unpack_from("<I", data, 80)[0] == len(records) == len(t)
+    corners = records["corners"].astype(float)
+    assert np.allclose(corners, mesh.vertices[t], atol=1e-5)
+    normals = np.cross(corners[:, 1] - corners[:, 0], corners[:, 2] - corners[:, 0])
+    assert np.allclose(records["normal"], normals / np.linalg.norm(normals, axis=1)[:, None], atol=1e-6)
+    mesh.save(tmp_path / "m.obj")
+    [(vertices, triangles)] = obj_parts(tmp_path / "m.obj")
+    assert np.array_equal(vertices, mesh.vertices) and np.array_equal(triangles, t)
+    mesh.save(tmp_path / "m.ply")
+    again = orvane.Mesh.load(tmp_path / "m.ply")
+    assert np.allclose(again.vertices[again.triangles], mesh.vertices[t], atol=1e-5)   # renumbered on reading
+
+
+SAVE_THEN_INTERRUPT = """
+import os, signal, sys, time, orvane
+orvane.builtin_part().save(sys.argv[1])
+try:
+    os.kill(os.getpid(), signal.SIGINT)
+    time.sleep(5)
+except KeyboardInterrupt:
+    print("interrupted")
+"""
+
+
+def test_ctrl_c_after_save_stays_a_keyboard_interrupt(tmp_path):
+    run = subprocess.run([sys.executable, "-c", SAVE_THEN_INTERRUPT, str(tmp_path / "part.stl")],
+                         capture_output=True, text=True, timeout=60)
+    assert run.returncode == 0 and run.stdout == "interrupted\n", run.stderr

@@ -1,75 +1,77 @@
-"""Mesh.slice gives the tool's layers: the same heights, contours (point for point) and kinds,
-with holes nested in the outer contour that encloses them."""
+"""Mesh.slice gives the tool's layers: the same extents, polygons (outer contour and holes, point
+for point) and open contours, oriented about the direction, and the tool's warnings."""
+import warnings
+
 import numpy as np
 import pytest
 
 import orvane
-from conftest import real_mesh, tool_json
+from conftest import box, real_mesh, tool_json
 
 
-def contours_of(layer):
-    out = [("outer", p.outer) for p in layer.polygons]
-    out += [("hole", h) for p in layer.polygons for h in p.holes]
-    out += [("open", c) for c in layer.open_contours]
-    return out
+def area_about(ring, direction):
+    """Signed area of a closed ring (first point not repeated) about a unit direction."""
+    return 0.5 * np.dot(np.cross(ring, np.roll(ring, -1, axis=0)).sum(axis=0), direction)
 
 
-def assert_same_as_tool(layers, doc):
-    assert len(layers) == doc["layers"]
-    expected = {}
-    for c in doc["contours"]:
-        expected.setdefault(c["layer"], []).append(c)
-    total = 0
-    for layer in layers:
-        want = expected.get(layer.index, [])
-        assert all(c["height"] == layer.height for c in want)
-        got = contours_of(layer)
-        key = lambda kind_points: (kind_points[0], kind_points[1].tobytes())
-        assert sorted(map(key, got)) == sorted(key((c["kind"], np.array(c["points"], dtype=float))) for c in want)
-        for kind, points in got:
-            assert points.shape[1] == 3 and points.dtype == np.float64
-            assert kind == "open" or np.abs(points[0] - points[-1]).max() < 1e-6
-        total += len(got)
-    assert total == len(doc["contours"])
-
-
-def enclosed(point, ring):
-    """Even-odd test in the xy plane."""
-    x, y = point[:2]
-    inside = False
-    for (ax, ay), (bx, by) in zip(ring[:, :2], np.roll(ring[:, :2], 1, axis=0)):
-        if (ay > y) != (by > y) and x < (bx - ax) * (y - ay) / (by - ay) + ax:
-            inside = not inside
-    return inside
+def assert_same_as_tool(layers, doc, mesh):
+    # The JSON is rounded to 11 digits below the model's size.
+    atol = 1e-9 * np.ptp(mesh.vertices, axis=0).max()
+    close = lambda got, want: got.shape == np.shape(want) and np.allclose(got, want, rtol=0, atol=atol)
+    assert len(layers) == doc["layer_count"] == len(doc["layers"])
+    direction = np.array(doc["direction"])
+    for layer, want in zip(layers, doc["layers"]):
+        assert layer.index == want["layer"]
+        for key in ("height", "bottom", "top"):
+            assert getattr(layer, key) == pytest.approx(want[key], rel=0, abs=atol)
+        assert len(layer.polygons) == len(want["polygons"])
+        for polygon, expected in zip(layer.polygons, want["polygons"]):
+            assert polygon.outer.dtype == np.float64 and close(polygon.outer, expected["outer"])
+            assert len(polygon.holes) == len(expected["holes"])
+            assert all(close(h, e) for h, e in zip(polygon.holes, expected["holes"]))
+            # Counter-clockwise outer contours and clockwise holes, each corner listed once.
+            assert area_about(polygon.outer, direction) > 0
+            assert all(area_about(h, direction) < 0 for h in polygon.holes)
+            for ring in [polygon.outer, *polygon.holes]:
+                assert np.abs(ring[0] - ring[-1]).max() > atol
+                assert np.allclose(ring @ direction, layer.height)
+        assert len(layer.open_contours) == len(want["open"])
+        assert all(close(c, e) for c, e in zip(layer.open_contours, want["open"]))
 
 
 @pytest.mark.parametrize("args, kwargs", [
     (["-n", "7"], dict(layers=7)),
-    (["--layer-height", "0.75"], dict(layer_height=0.75)),
+    (["--layer-height", "0.75"], dict(layer_height=0.75)),   # a thin last layer
     (["-n", "5", "-d", "1,0.5,-2"], dict(layers=5, direction=(1, 0.5, -2))),
 ])
 def test_generated_model_equals_tool(tmp_path, nested_model, args, kwargs):
     mesh = orvane.Mesh.load(nested_model)
-    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", nested_model, *args))
+    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", nested_model, *args), mesh)
 
 
-def test_nesting_and_heights(nested_model):
-    layers = orvane.Mesh.load(nested_model).slice(layer_height=1)
+def test_nesting_extents_and_thin_last_layer(nested_model):
+    mesh = orvane.Mesh.load(nested_model)
+    layers = mesh.slice(layer_height=1)
     # Exact layer heights from the bottom, half a layer up.
     assert [l.height for l in layers] == [k + 0.5 for k in range(10)]
+    assert [(l.bottom, l.top) for l in layers] == [(k, k + 1) for k in range(10)]
     middle = layers[5]
     shapes = sorted((len(p.holes), p.outer[:, 0].min()) for p in middle.polygons)
     # The block with its cavity, the island inside the cavity, the block beside.
     assert shapes == [(0, 4.0), (0, 12.0), (1, 0.0)]
-    for p in middle.polygons:
-        for hole in p.holes:
-            assert enclosed(hole[0], p.outer)
     assert [len(l.polygons) for l in layers] == [2, 2, 3, 3, 3, 3, 3, 2, 1, 1]
+
+    # 10 / 0.3: 33 layers of 0.3 and a last one of 0.1, cut in its middle.
+    thin = mesh.slice(layer_height=0.3)
+    assert len(thin) == 34 and (thin[-1].bottom, thin[-1].height, thin[-1].top) == (9.9, 9.95, 10.0)
+    assert thin[1].height == 0.45   # rounded to the decimal it stands for
+    assert len(thin[-1].polygons) == 1 and np.all(thin[-1].polygons[0].outer[:, 2] == 9.95)
 
 
 def test_defaults_and_builtin_part(tmp_path):
-    layers = orvane.builtin_part().slice()
-    assert_same_as_tool(layers, tool_json(tmp_path, "slice"))
+    part = orvane.builtin_part()
+    layers = part.slice()
+    assert_same_as_tool(layers, tool_json(tmp_path, "slice"), part)
     assert len(layers) == 20 and [len(p.holes) for p in layers[0].polygons] == [5]
 
 
@@ -77,6 +79,18 @@ def test_open_mesh_gives_open_contours():
     v = np.array([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]], float)
     layers = orvane.Mesh(v, [[0, 1, 3], [1, 2, 3]]).slice(layers=3)
     assert all(not l.polygons and len(l.open_contours) == 1 for l in layers)
+
+
+def test_planes_that_cannot_clear_the_vertices_warn():
+    # A last layer 5e-9 thick: its plane, which stays inside it, cannot keep off the top face.
+    v, t = box((0, 0, 0), (1, 1, 1 + 5e-9))
+    with pytest.warns(RuntimeWarning, match="no position of the planes keeps every layer off"):
+        layers = orvane.Mesh(v, t).slice(layer_height=0.5)
+    assert [(l.bottom, l.top) for l in layers] == [(0, 0.5), (0.5, 1), (1, 1 + 5e-9)]
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        with pytest.raises(RuntimeWarning):
+            orvane.Mesh(v, t).slice(layer_height=0.5)
 
 
 @pytest.mark.parametrize("name, args, kwargs", [
@@ -87,4 +101,5 @@ def test_open_mesh_gives_open_contours():
 ])
 def test_real_meshes_equal_tool(tmp_path, name, args, kwargs):
     path = real_mesh(name)
-    assert_same_as_tool(orvane.Mesh.load(path).slice(**kwargs), tool_json(tmp_path, "slice", path, *args))
+    mesh = orvane.Mesh.load(path)
+    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", path, *args), mesh)

@@ -1,21 +1,22 @@
-"""Mesh.voxelize: the kernel's marked cells as an occupancy array, and their outer surface
-closed, outward and of exactly the cells' volume."""
+"""Mesh.voxelize: the kernel's marked cells as an occupancy array, and the surface the tool
+writes for them: closed, outward, 2-manifold, of the cells' volume plus the cells it adds."""
 import numpy as np
 import pytest
 
 import orvane
-from conftest import box, run_tool
+from conftest import box, obj_parts, repeated_directed_edges, run_tool, signed_volume, write_off
 
 
-def signed_volume(mesh):
-    c = mesh.vertices[mesh.triangles]
-    return np.einsum("ij,ij->i", c[:, 0], np.cross(c[:, 1], c[:, 2])).sum() / 6
+def cell_volume(occupancy, lower, upper):
+    return np.prod((np.asarray(upper, float) - lower) / occupancy.shape)
 
 
-def repeated_directed_edges(mesh):
-    t = mesh.triangles.astype(np.int64)
-    directed = np.concatenate([t[:, [0, 1]], t[:, [1, 2]], t[:, [2, 0]]])
-    return len(directed) - len(np.unique(directed, axis=0))
+def assert_tool_writes(tmp_path, surface, counts, *model):
+    """`orvane voxelize` (not --raw) writes this very surface."""
+    run_tool("voxelize", *model, "--grid", *counts, "-o", tmp_path / "v.obj")
+    [(vertices, triangles)] = obj_parts(tmp_path / "v.obj")
+    assert np.array_equal(triangles, surface.triangles)
+    assert np.array_equal(vertices, surface.vertices)
 
 
 def test_unit_cube_marks_its_shell():
@@ -29,23 +30,28 @@ def test_unit_cube_marks_its_shell():
 
 
 @pytest.mark.parametrize("grid", [8, (16, 9, 5), (40, 40, 12)])
-def test_surface_is_outward_and_holds_the_cells(tmp_path, grid):
+def test_builtin_part_equals_tool(tmp_path, grid):
     part = orvane.builtin_part()
     occupancy, surface = part.voxelize(grid)
-    cell = np.prod((part.bounds[1] - part.bounds[0]) / occupancy.shape)
     assert surface.is_closed and repeated_directed_edges(surface) == 0
-    assert signed_volume(surface) == pytest.approx(occupancy.sum() * cell)
-    # The tool writes the same faces (as STL triangles).
-    counts = [str(n) for n in np.broadcast_to(grid, 3)]
-    run_tool("voxelize", "--grid", *counts, "-o", tmp_path / "v.stl")
-    assert len(orvane.Mesh.load(tmp_path / "v.stl").triangles) == len(surface.triangles)
+    cells = signed_volume(surface) / cell_volume(occupancy, *part.bounds)
+    assert cells == pytest.approx(round(cells)) and round(cells) >= occupancy.sum()
+    assert_tool_writes(tmp_path, surface, [str(n) for n in np.broadcast_to(grid, 3)])
 
 
-def test_occupancy_matches_cell_positions():
-    # One small triangle near a known cell of a grid over a larger box.
-    v = np.array([[0, 0, 0], [10, 10, 10], [6.2, 3.1, 1.1], [6.4, 3.1, 1.1], [6.2, 3.3, 1.4]])
-    occupancy, _ = orvane.Mesh(v, [[2, 3, 4], [0, 0, 1]]).voxelize((10, 10, 10))
-    assert occupancy[6, 3, 1]
+def test_cells_meeting_along_an_edge_are_joined(tmp_path):
+    # Two blocks in diagonal cells of a 2 x 2 x 1 grid touch along its middle line; the
+    # surface adds one cell there, as the tool does, and occupancy keeps the kernel's two.
+    v, t = box((0.1, 0.1, 0.1), (0.4, 0.4, 0.9))
+    v2, t2 = box((1.6, 1.6, 0.1), (1.9, 1.9, 0.9))
+    path = write_off(tmp_path / "diagonal.off", np.vstack([v, v2]), np.vstack([t, t2 + len(v)]))
+    mesh = orvane.Mesh.load(path)
+    occupancy, surface = mesh.voxelize((2, 2, 1))
+    assert occupancy[:, :, 0].tolist() == [[True, False], [False, True]]
+    assert surface.is_closed and repeated_directed_edges(surface) == 0
+    filled = signed_volume(surface) / cell_volume(occupancy, *mesh.bounds) - occupancy.sum()
+    assert filled == pytest.approx(1)
+    assert_tool_writes(tmp_path, surface, ["2", "2", "1"], path)
 
 
 def test_progress_messages_and_callback_errors():
@@ -60,12 +66,18 @@ def test_progress_messages_and_callback_errors():
         orvane.builtin_part().voxelize(4, progress=fail)
 
 
-def test_flat_mesh_drops_collapsed_faces():
+def test_flat_mesh_becomes_a_slab(tmp_path):
+    # Flat along z: the grid's box is widened there to cells as tall as the others are wide,
+    # centred on the plate, so the plate's cells form the middle layer of three.
     v = np.array([[0, 0, 0], [4, 0, 0], [0, 4, 0]], float)
-    occupancy, surface = orvane.Mesh(v, [[0, 1, 2]]).voxelize((4, 4, 3))
-    assert occupancy[:, :, 1:].sum() == 0 and occupancy.sum() > 0
-    t = surface.triangles
-    assert not np.any((t[:, 0] == t[:, 1]) | (t[:, 1] == t[:, 2]) | (t[:, 0] == t[:, 2]))
+    flat = orvane.Mesh(v, [[0, 1, 2]])
+    occupancy, surface = flat.voxelize((4, 4, 3))
+    assert occupancy[:, :, [0, 2]].sum() == 0 and occupancy[:, :, 1].sum() > 0
+    assert surface.is_closed and surface.bounds[:, 2].tolist() == [-0.5, 0.5]
+    cells = signed_volume(surface)   # cells of 1 x 1 x 1
+    assert cells == pytest.approx(round(cells)) and round(cells) >= occupancy.sum()
+    path = write_off(tmp_path / "flat.off", v, [[0, 1, 2]])
+    assert_tool_writes(tmp_path, surface, ["4", "4", "3"], path)
 
 
 def test_callback_cannot_start_kernel_work():
