@@ -1,5 +1,6 @@
 // Strong edges and face growing through the public operation, and the fast run against the
 // one-pass operations driven the described way.
+#include "segmentation_reference.h"
 #include "segmentation_support.h"
 #include "support/test_mesh.h"
 
@@ -172,4 +173,34 @@ TEST(Segmentation, VertexIndexOutOfRangeThrowsBeforeAnyFace) {
     std::set<Triangulation *> faces;
     EXPECT_THROW(Segmentation(mesh.get(), 30).segmentize(faces), std::out_of_range);
     EXPECT_TRUE(faces.empty());
+
+    // A bad corner on the third triangle of a cube edge: the strong-edge test throws exactly
+    // when it reads that triangle (among the first two in pointer order, here when it lies
+    // first in memory), as the reference does; segmentize throws either way, before any face.
+    for (bool badFirst : {true, false}) {
+        TestMesh cube;
+        for (int q = 0; q < 8; ++q) cube.addVertex(q & 1, (q >> 1) & 1, (q >> 2) & 1);
+        auto box = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
+        std::vector<Triangle> storage;   // contiguous: memory order is index order
+        if (badFirst) storage.emplace_back(1, 0, 99);
+        for (Triangle *t : box->mesh().triangleList()) storage.emplace_back(t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2));
+        if (!badFirst) storage.emplace_back(1, 0, 99);
+        for (std::size_t k = 0; k < storage.size(); ++k)
+            if (storage[k].vertexIndex(2) != 99) cube.mesh().addTriangle(&storage[k]);
+        cube.mesh().addTriangle(badFirst ? &storage.front() : &storage.back());
+
+        Segmentation s(cube.get(), 90);
+        std::set<Edge *> strong;
+        if (badFirst) {
+            EXPECT_THROW(orvane_test::referenceStrongEdges(cube.mesh(), 90), std::out_of_range);
+            EXPECT_THROW(SegmentationTestAccess(s).findStrongEdges(strong), std::out_of_range);
+            EXPECT_TRUE(strong.empty());
+        } else {
+            EXPECT_EQ(SegmentationTestAccess(s).findStrongEdges(strong).isOk(), true);
+            EXPECT_EQ(strong, orvane_test::referenceStrongEdges(cube.mesh(), 90));
+            EXPECT_EQ(strong.size(), 2u);   // the bad triangle's own border edges
+        }
+        EXPECT_THROW(s.segmentize(faces), std::out_of_range);
+        EXPECT_TRUE(faces.empty());
+    }
 }

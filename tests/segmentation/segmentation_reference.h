@@ -1,0 +1,147 @@
+#pragma once
+// What segmentize must deliver, computed the plain way: the strong edges from edgeList() and
+// Vector3D::angle, faces grown over std::sets with a seed search from the first strong edge
+// on every pass, and each face mesh's vertices found through a
+// std::map<Point3D*, int, OrvaneDatabase::LessThan>. Shared by the tests and the fuzz target,
+// which compare the library's engine with it on the same mesh.
+#include "Direction3D.h"
+#include "Edge.h"
+#include "OrvaneDatabase.h"
+#include "Point3D.h"
+#include "Tolerance.h"
+#include "Triangle.h"
+#include "Triangulation.h"
+#include "Vertex.h"
+
+#include <array>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace orvane_test {
+
+namespace odb = ORVANE_DATABASE;
+
+// One face mesh as delivered: its name, its vertices' points (in vertex order) and its
+// triangles' corner indices.
+struct FaceRecord {
+    std::string name;
+    std::vector<odb::Point3D *> points;
+    std::vector<std::array<std::size_t, 3>> triangles;
+
+    bool operator==(FaceRecord const &o) const {
+        return name == o.name && points == o.points && triangles == o.triangles;
+    }
+};
+
+inline FaceRecord recordOf(odb::Triangulation &face) {
+    FaceRecord r;
+    r.name = face.getName();
+    for (odb::Vertex *v : face.vertexList()) r.points.push_back(v->point());
+    for (odb::Triangle *t : face.triangleList()) r.triangles.push_back({t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)});
+    return r;
+}
+
+// The delivered faces ordered by their number ("Face-<k>_...").
+inline std::vector<FaceRecord> recordsOf(std::set<odb::Triangulation *> const &faces) {
+    std::map<long, FaceRecord> byNumber;
+    for (odb::Triangulation *f : faces) {
+        FaceRecord r = recordOf(*f);
+        byNumber[std::stol(r.name.substr(5))] = r;
+    }
+    std::vector<FaceRecord> out;
+    for (auto &entry : byNumber) out.push_back(entry.second);
+    return out;
+}
+
+inline odb::Vector3D referenceNormal(odb::Triangulation &mesh, odb::Triangle *t) {
+    odb::Vector3D p = mesh.vertex(t, 0)->point()->vector(), q = mesh.vertex(t, 1)->point()->vector(),
+                  r = mesh.vertex(t, 2)->point()->vector();
+    return (q - p) ^ (r - p);
+}
+
+inline std::set<odb::Edge *> referenceStrongEdges(odb::Triangulation &mesh, double angle) {
+    std::set<odb::Edge *> strong;
+    for (auto const &entry : mesh.edgeList()) {
+        std::set<odb::Triangle *> const &around = *entry.first->triangles;
+        if (around.size() < 2) {
+            strong.insert(entry.first);
+            continue;
+        }
+        auto it = around.begin();
+        odb::Vector3D n = referenceNormal(mesh, *it), m = referenceNormal(mesh, *++it);
+        if (n.angle(m, static_cast<odb::Direction3D *>(nullptr), odb::Tolerance()) > angle * 3.141592653589793 / 180.0)
+            strong.insert(entry.first);
+    }
+    return strong;
+}
+
+inline odb::Triangle *referenceNeighbour(odb::Triangle *t, odb::Edge *e) {
+    std::set<odb::Triangle *> const &around = *e->triangles;
+    auto it = around.find(t);
+    if (around.size() < 2 || it == around.end()) return nullptr;
+    return ++it == around.end() ? *around.begin() : *it;
+}
+
+// The faces segmentize delivers into an empty set, in the order they are numbered; `failure`
+// receives the message when it fails instead.
+inline std::vector<FaceRecord> referenceSegmentize(odb::Triangulation &mesh, double angle, std::string *failure) {
+    std::vector<FaceRecord> faces;
+    std::set<odb::Edge *> const strong = referenceStrongEdges(mesh, angle);
+    if (strong.empty()) {
+        *failure = "Strong Edge not found";
+        return faces;
+    }
+    std::vector<odb::Triangle *> const &list = mesh.triangleList();
+    std::set<odb::Triangle *> unassigned(list.begin(), list.end());
+    while (!unassigned.empty()) {
+        odb::Triangle *seed = nullptr;
+        for (odb::Edge *e : strong) {
+            std::set<odb::Triangle *> const &around = *e->triangles;
+            auto it = around.begin();
+            if (around.empty()) continue;
+            if (unassigned.count(*it)) seed = *it;
+            else if (around.size() >= 2 && unassigned.count(*++it)) seed = *it;
+            if (seed) break;
+        }
+        for (std::size_t i = 0; !seed; ++i)   // no strong edge touches what is left
+            if (unassigned.count(list[i])) seed = list[i];
+        std::set<odb::Triangle *> face{seed};
+        std::vector<odb::Triangle *> queue{seed};
+        unassigned.erase(seed);
+        for (std::size_t i = 0; i < queue.size(); ++i)
+            for (int k = 0; k < 3; ++k) {
+                odb::Edge *e = queue[i]->edge(k);
+                if (!e || strong.count(e)) continue;
+                odb::Triangle *n = referenceNeighbour(queue[i], e);
+                if (n && face.insert(n).second) {
+                    queue.push_back(n);
+                    unassigned.erase(n);
+                }
+            }
+        FaceRecord record;
+        std::ostringstream name;
+        name << "Face-" << faces.size() + 1 << "_" << angle;
+        record.name = name.str();
+        std::map<odb::Point3D *, int, odb::OrvaneDatabase::LessThan> index;
+        for (odb::Triangle *t : face) {
+            std::array<std::size_t, 3> corners{};
+            for (std::size_t c = 0; c < 3; ++c) {
+                odb::Point3D *p = mesh.vertexList().at(t->vertexIndex(c))->point();
+                auto found = index.find(p);
+                if (found == index.end()) {
+                    found = index.emplace(p, static_cast<int>(record.points.size())).first;
+                    record.points.push_back(p);
+                }
+                corners[c] = static_cast<std::size_t>(found->second);
+            }
+            record.triangles.push_back(corners);
+        }
+        faces.push_back(record);
+    }
+    return faces;
+}
+
+}  // namespace orvane_test
