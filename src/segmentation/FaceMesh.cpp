@@ -1,11 +1,11 @@
 #include "segmentation/FaceMesh.h"
 
 #include "OrvaneDatabase.h"
+#include "segmentation/CornerPoints.h"
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -49,31 +49,37 @@ void buildFaceMeshWithMap(std::vector<Vertex *> const &sourceVertices,
 }
 
 FaceMeshBuilder::FaceMeshBuilder(std::vector<Vertex *> const &sourceVertices, CornerPoints const &points)
-    : m_vertices(sourceVertices), m_classes(points),
-      m_stamp(m_classes.count(), 0), m_index(m_classes.count(), 0) {}
+    : m_vertices(sourceVertices) {
+    PointClasses const classes(points);
+    m_anyUnsure = classes.anyUnsure();
+    m_corner.resize(points.vertexCount());
+    for (std::size_t v = 0; v < points.vertexCount(); ++v)
+        if (points.used(v)) m_corner[v] = {sourceVertices[v]->point(), classes.classOf(v)};
+    m_class.resize(classes.count());
+}
 
 void FaceMeshBuilder::build(std::vector<Triangle *> const &face, Triangulation &mesh) {
-    if (m_classes.anyUnsure())
+    if (m_anyUnsure)
         for (Triangle *t : face)
             for (std::size_t c = 0; c < 3; ++c)
-                if (m_classes.classOf(t->vertexIndex(c)) == PointClasses::kUnsure) {
+                if (m_corner[t->vertexIndex(c)].cls == PointClasses::kUnsure) {
                     buildFaceMeshWithMap(m_vertices, face, mesh);
                     return;
                 }
     if (++m_face == 0) {   // the stamp wrapped round: forget every earlier face
-        std::fill(m_stamp.begin(), m_stamp.end(), 0);
+        for (ClassSlot &slot : m_class) slot.face = 0;
         m_face = 1;
     }
     for (Triangle *t : face) {
         std::size_t corner[3];
         for (std::size_t c = 0; c < 3; ++c) {
-            std::size_t const v = t->vertexIndex(c);
-            PointClasses::Class const k = m_classes.classOf(v);
-            if (m_stamp[k] != m_face) {
-                m_index[k] = static_cast<std::uint32_t>(addVertexFor(mesh, m_vertices[v]->point()));
-                m_stamp[k] = m_face;
+            Corner const &from = m_corner[t->vertexIndex(c)];
+            ClassSlot &slot = m_class[from.cls];
+            if (slot.face != m_face) {
+                slot.index = static_cast<std::uint32_t>(addVertexFor(mesh, from.point));
+                slot.face = m_face;
             }
-            corner[c] = m_index[k];
+            corner[c] = slot.index;
         }
         addTriangleOf(mesh, corner);
     }

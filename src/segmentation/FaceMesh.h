@@ -13,6 +13,8 @@
 
 namespace ORVANE_DATABASE {
 
+class CornerPoints;
+class Point3D;
 class Triangle;
 class Triangulation;
 class Vertex;
@@ -24,10 +26,10 @@ void buildFaceMeshWithMap(std::vector<Vertex *> const &sourceVertices,
                           std::vector<Triangle *> const &face, Triangulation &mesh);
 
 // Builds the face meshes of one source mesh with the same result as buildFaceMeshWithMap,
-// from the point classes of the whole mesh (PointClasses): a corner's vertex is found by an
-// array lookup, class -> vertex made for it in the current face, with a per-face stamp so
-// nothing is cleared between faces. A face with a corner whose class is unsure is built with
-// the map. Memory: three 32-bit numbers per source vertex.
+// from the point classes of the whole mesh (PointClasses): a corner's vertex is found by two
+// array lookups, source vertex -> its point and class, class -> the vertex made for it in the
+// current face (with a per-face stamp, so nothing is cleared between faces). A face with a
+// corner whose class is unsure is built with the map. Memory: 24 bytes per source vertex.
 class FaceMeshBuilder {
 public:
     // `points`: the corner points of the source triangles that faces will be made of (every
@@ -38,10 +40,19 @@ public:
     void build(std::vector<Triangle *> const &face, Triangulation &mesh);
 
 private:
+    struct Corner {
+        Point3D *point = nullptr;
+        PointClasses::Class cls = PointClasses::kUnused;
+    };
+    struct ClassSlot {
+        std::uint32_t face = 0;    // the face that last used the class
+        std::uint32_t index = 0;   // its vertex in that face's mesh
+    };
+
     std::vector<Vertex *> const &m_vertices;
-    PointClasses m_classes;
-    std::vector<std::uint32_t> m_stamp;   // per class: the face that last used it
-    std::vector<std::uint32_t> m_index;   // per class: its vertex in that face's mesh
+    std::vector<Corner> m_corner;     // per source vertex
+    std::vector<ClassSlot> m_class;   // per class
+    bool m_anyUnsure = false;
     std::uint32_t m_face = 0;
 };
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <stdexcept>
 
 namespace ORVANE_DATABASE {
@@ -25,7 +26,9 @@ bool equalAtLevel(double low, double high) {
 
 PointClasses::PointClasses(CornerPoints const &points) : m_class(points.vertexCount(), kUnused) {
     if (points.vertexCount() >= kUnused) throw std::length_error("PointClasses: too many vertices");
-    std::vector<Entry> entries;
+    // Exact lexicographic order of (x, y, z, vertex): a stable radix sort of (x key, vertex)
+    // pairs made in vertex order, then each run of equal x sorted by the rest.
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> byX;
     for (std::size_t v = 0; v < points.vertexCount(); ++v) {
         if (!points.used(v)) continue;
         Vector3D const &p = points.point(v);
@@ -34,11 +37,15 @@ PointClasses::PointClasses(CornerPoints const &points) : m_class(points.vertexCo
             m_anyUnsure = true;
             continue;
         }
-        entries.push_back({{p.i(), p.j(), p.k()}, static_cast<std::uint32_t>(v)});
+        byX.emplace_back(orderKey(p.i()), static_cast<std::uint32_t>(v));
     }
-    // Exact lexicographic order of (x, y, z, vertex): a stable radix sort on x (the entries
-    // are in vertex order), then each run of equal x sorted by the rest.
-    radixSort(entries, [](Entry const &e) { return orderKey(e.c[0]); });
+    radixSort(byX, [](std::pair<std::uint64_t, std::uint32_t> const &e) { return e.first; });
+    std::vector<Entry> entries;
+    entries.reserve(byX.size());
+    for (auto const &e : byX) {
+        Vector3D const &p = points.point(e.second);
+        entries.push_back({{p.i(), p.j(), p.k()}, e.second});
+    }
     for (auto first = entries.begin(); first != entries.end();) {
         auto last = first + 1;
         while (last != entries.end() && last->c[0] == first->c[0]) ++last;
