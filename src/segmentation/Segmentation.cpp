@@ -2,7 +2,6 @@
 #include "Segmentation.h"
 
 #include "Edge.h"
-#include "Point3D.h"
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
@@ -103,18 +102,20 @@ Outcome Segmentation::segmentize(std::set<Triangulation *> &faces) {
         auto mesh = std::make_unique<Triangulation>();
         face.clear();
         for (std::size_t i = grown.first[k]; i < grown.first[k + 1]; ++i) face.push_back(triangles[grown.ranks[i]]);
-        try {
-            builder->build(face, *mesh);
-        } catch (...) {
-            discardFaceMesh(std::move(mesh));
-            throw;
-        }
-        if (mesh->triangleList().empty() && mesh->vertexList().empty()) {
+        // Grown faces are never empty, so the failure below is not reached; it answers a pass
+        // that yields an empty mesh, as the one-pass operations do.
+        if (face.empty()) {
             faces.clear();
             return Outcome(Outcome::FAILURE, Outcome::API_FAIL, "Triangulation creation failed");
         }
-        mesh->setName(faceName(faces.size() + 1, m_angle));
-        faces.insert(mesh.get());
+        try {
+            builder->build(face, *mesh);
+            mesh->setName(faceName(faces.size() + 1, m_angle));
+            faces.insert(mesh.get());
+        } catch (...) {   // out of memory: release what this face made, keep the faces before
+            discardFaceMesh(std::move(mesh));
+            throw;
+        }
         mesh.release();
     }
     return Outcome();
