@@ -1,13 +1,11 @@
 #pragma once
-// What segmentize must deliver, computed the plain way: the strong edges from edgeList() and
-// Vector3D::angle, faces grown over std::sets with a seed search from the first strong edge
-// on every pass, and each face mesh's vertices found through a
-// std::map<Point3D*, int, OrvaneDatabase::LessThan>. Shared by the tests and the fuzz target,
-// which compare the library's engine with it on the same mesh.
+// What segmentize must deliver, computed the plain way: strong edges from edgeList() and
+// Vector3D::angle, faces grown over std::sets with the seed search restarted on every pass,
+// face-mesh vertices found through a std::map<Point3D*, int, OrvaneDatabase::LessThan>.
+// Shared by the tests and the fuzz target.
 #include "Direction3D.h"
 #include "Edge.h"
 #include "OrvaneDatabase.h"
-#include "Point3D.h"
 #include "Tolerance.h"
 #include "Triangle.h"
 #include "Triangulation.h"
@@ -24,33 +22,25 @@ namespace orvane_test {
 
 namespace odb = ORVANE_DATABASE;
 
-// One face mesh as delivered: its name, its vertices' points (in vertex order) and its
-// triangles' corner indices.
+// A face mesh as delivered: name, its vertices' points in order, its triangles' corners.
 struct FaceRecord {
     std::string name;
     std::vector<odb::Point3D *> points;
     std::vector<std::array<std::size_t, 3>> triangles;
-
-    bool operator==(FaceRecord const &o) const {
-        return name == o.name && points == o.points && triangles == o.triangles;
-    }
+    bool operator==(FaceRecord const &o) const { return name == o.name && points == o.points && triangles == o.triangles; }
 };
 
 inline FaceRecord recordOf(odb::Triangulation &face) {
-    FaceRecord r;
-    r.name = face.getName();
+    FaceRecord r{face.getName(), {}, {}};
     for (odb::Vertex *v : face.vertexList()) r.points.push_back(v->point());
     for (odb::Triangle *t : face.triangleList()) r.triangles.push_back({t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)});
     return r;
 }
 
-// The delivered faces ordered by their number ("Face-<k>_...").
+// Delivered faces in the order of their numbers ("Face-<k>_...").
 inline std::vector<FaceRecord> recordsOf(std::set<odb::Triangulation *> const &faces) {
     std::map<long, FaceRecord> byNumber;
-    for (odb::Triangulation *f : faces) {
-        FaceRecord r = recordOf(*f);
-        byNumber[std::stol(r.name.substr(5))] = r;
-    }
+    for (odb::Triangulation *f : faces) byNumber[std::stol(f->getName().substr(5))] = recordOf(*f);
     std::vector<FaceRecord> out;
     for (auto &entry : byNumber) out.push_back(entry.second);
     return out;
@@ -66,72 +56,55 @@ inline std::set<odb::Edge *> referenceStrongEdges(odb::Triangulation &mesh, doub
     std::set<odb::Edge *> strong;
     for (auto const &entry : mesh.edgeList()) {
         std::set<odb::Triangle *> const &around = *entry.first->triangles;
-        if (around.size() < 2) {
-            strong.insert(entry.first);
-            continue;
-        }
         auto it = around.begin();
-        odb::Vector3D n = referenceNormal(mesh, *it), m = referenceNormal(mesh, *++it);
-        if (n.angle(m, static_cast<odb::Direction3D *>(nullptr), odb::Tolerance()) > angle * 3.141592653589793 / 180.0)
+        if (around.size() < 2 ||
+            referenceNormal(mesh, *it).angle(referenceNormal(mesh, *std::next(it)), static_cast<odb::Direction3D *>(nullptr),
+                                             odb::Tolerance()) > angle * 3.141592653589793 / 180.0)
             strong.insert(entry.first);
     }
     return strong;
 }
 
-inline odb::Triangle *referenceNeighbour(odb::Triangle *t, odb::Edge *e) {
-    std::set<odb::Triangle *> const &around = *e->triangles;
-    auto it = around.find(t);
-    if (around.size() < 2 || it == around.end()) return nullptr;
-    return ++it == around.end() ? *around.begin() : *it;
-}
-
-// The faces segmentize delivers into an empty set, in the order they are numbered; `failure`
-// receives the message when it fails instead.
+// The faces segmentize delivers into an empty set, by number; `failure` receives the message
+// when it fails instead.
 inline std::vector<FaceRecord> referenceSegmentize(odb::Triangulation &mesh, double angle, std::string *failure) {
     std::vector<FaceRecord> faces;
     std::set<odb::Edge *> const strong = referenceStrongEdges(mesh, angle);
-    if (strong.empty()) {
-        *failure = "Strong Edge not found";
-        return faces;
-    }
+    if (strong.empty()) *failure = "Strong Edge not found";
     std::vector<odb::Triangle *> const &list = mesh.triangleList();
-    std::set<odb::Triangle *> unassigned(list.begin(), list.end());
+    std::set<odb::Triangle *> unassigned(list.begin(), strong.empty() ? list.begin() : list.end());
     while (!unassigned.empty()) {
         odb::Triangle *seed = nullptr;
-        for (odb::Edge *e : strong) {
-            std::set<odb::Triangle *> const &around = *e->triangles;
-            auto it = around.begin();
-            if (around.empty()) continue;
-            if (unassigned.count(*it)) seed = *it;
-            else if (around.size() >= 2 && unassigned.count(*++it)) seed = *it;
-            if (seed) break;
+        for (auto e = strong.begin(); !seed && e != strong.end(); ++e) {
+            std::set<odb::Triangle *> const &around = *(*e)->triangles;
+            int k = 0;
+            for (auto it = around.begin(); !seed && it != around.end() && k < 2; ++it, ++k)
+                if (unassigned.count(*it)) seed = *it;
         }
-        for (std::size_t i = 0; !seed; ++i)   // no strong edge touches what is left
+        for (std::size_t i = 0; !seed; ++i)   // no strong edge offers one: the first in the list
             if (unassigned.count(list[i])) seed = list[i];
         std::set<odb::Triangle *> face{seed};
         std::vector<odb::Triangle *> queue{seed};
-        unassigned.erase(seed);
         for (std::size_t i = 0; i < queue.size(); ++i)
-            for (int k = 0; k < 3; ++k) {
+            for (int k = 0; k < 3; ++k) {   // across each edge that is not strong, to the next in its set
                 odb::Edge *e = queue[i]->edge(k);
-                if (!e || strong.count(e)) continue;
-                odb::Triangle *n = referenceNeighbour(queue[i], e);
-                if (n && face.insert(n).second) {
-                    queue.push_back(n);
-                    unassigned.erase(n);
-                }
+                std::set<odb::Triangle *> const &around = *e->triangles;
+                auto it = around.find(queue[i]);
+                if (strong.count(e) || around.size() < 2 || it == around.end()) continue;
+                odb::Triangle *n = ++it == around.end() ? *around.begin() : *it;
+                if (face.insert(n).second) queue.push_back(n);
             }
-        FaceRecord record;
         std::ostringstream name;
         name << "Face-" << faces.size() + 1 << "_" << angle;
-        record.name = name.str();
+        FaceRecord record{name.str(), {}, {}};
         std::map<odb::Point3D *, int, odb::OrvaneDatabase::LessThan> index;
         for (odb::Triangle *t : face) {
+            unassigned.erase(t);
             std::array<std::size_t, 3> corners{};
             for (std::size_t c = 0; c < 3; ++c) {
                 odb::Point3D *p = mesh.vertexList().at(t->vertexIndex(c))->point();
                 auto found = index.find(p);
-                if (found == index.end()) {
+                if (found == index.end()) {   // a new vertex, then the map entry (which may find an old one)
                     found = index.emplace(p, static_cast<int>(record.points.size())).first;
                     record.points.push_back(p);
                 }
