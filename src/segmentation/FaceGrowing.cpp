@@ -14,7 +14,7 @@ using Rank = FaceGraph::Rank;
 
 class Grower {
 public:
-    explicit Grower(Triangulation const &mesh, FaceGraph &graph)
+    Grower(Triangulation const &mesh, FaceGraph &graph)
         : m_list(mesh.triangleList()), m_graph(graph), m_remaining(graph.size()) {
         m_queue.reserve(graph.size());
     }

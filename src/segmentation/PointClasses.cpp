@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 #include <stdexcept>
+#include <utility>
 
 namespace ORVANE_DATABASE {
 
