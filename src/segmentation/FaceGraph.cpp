@@ -47,7 +47,10 @@ AngleLimit::AngleLimit(double limit) : m_limit(limit) {
 bool AngleLimit::exceeded(Vector3D const &n, Vector3D const &m) const {
     // Vector3D::angle(m, nullptr, Tolerance()) step by step, on the same doubles.
     double const t = Tolerance().value();
-    if (n.magnitude() < t || m.magnitude() < t) return -1.0 > m_limit;
+    // |v| < t, with the square root taken only near the threshold (|v|^2 >= 4 t^2 means
+    // |v| >= 2 t).
+    auto shorter = [t](Vector3D const &v) { return v.magnitudeSqr() < 4 * t * t && v.magnitude() < t; };
+    if (shorter(n) || shorter(m)) return -1.0 > m_limit;
     Vector3D const c = n ^ m;
     double const sine2 = c.magnitudeSqr();   // |n ^ m|^2
     double const cosine = n * m;
