@@ -94,17 +94,12 @@ FaceGraph::FaceGraph(Triangulation const &mesh, CornerPoints const &points, doub
     std::size_t const count = m_ranks.size();
     if (m_badCorner) readJudgedCorners(mesh);   // throws if the edge test reads such a corner
 
-    // Normals by rank. A triangle with a corner naming no vertex gets none; no edge judges it
-    // (readJudgedCorners would have thrown).
-    std::vector<Vector3D> normals(count);
-    for (Rank r = 0; r < count; ++r) {
-        Triangle *t = m_ranks.item(r);
-        if (!m_badCorner || (t->vertexIndex(0) < vertices.size() && t->vertexIndex(1) < vertices.size() &&
-                             t->vertexIndex(2) < vertices.size()))
-            normals[r] = points.normal(t);
-    }
+    // Normals are computed where an edge is judged, from the gathered points (a few flops
+    // instead of a stored array). Triangles outside the list are read directly. A triangle
+    // with a corner naming no vertex is never judged here (readJudgedCorners would have
+    // thrown).
     auto normalOf = [&](Triangle *t, Rank r) {
-        return r != kNone ? normals[r] : triangleNormal(vertices, t);   // unlisted: read directly
+        return r != kNone ? points.normal(t) : triangleNormal(vertices, t);
     };
 
     AngleLimit const angleLimit(limit);

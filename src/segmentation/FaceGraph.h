@@ -71,6 +71,8 @@ public:
     Triangle *triangle(Rank r) const { return m_ranks.item(r); }
     // The distinct triangles of the mesh's list, by rank.
     std::vector<Triangle *> const &triangles() const { return m_ranks.items(); }
+    // Hands the triangles by rank over, once the graph is no longer needed.
+    std::vector<Triangle *> takeTriangles() { return m_ranks.takeItems(); }
     // The rank of t, or kNone when t is not in the mesh's triangle list.
     Rank rankOf(Triangle const *t) const { return m_ranks.rankOf(t); }
     // The neighbour of r across its edge `slot` (0..2), or kNone when there is none or that

@@ -24,7 +24,7 @@ bool equalAtLevel(double low, double high) {
 
 }  // namespace
 
-PointClasses::PointClasses(CornerPoints const &points) : m_class(points.vertexCount(), kUnused) {
+PointClasses::PointClasses(CornerPoints const &points) : m_points(points), m_class(points.vertexCount(), kUnused) {
     if (points.vertexCount() >= kUnused) throw std::length_error("PointClasses: too many vertices");
     // Exact lexicographic order of (x, y, z, vertex): a stable radix sort of (x key, vertex)
     // pairs made in vertex order, then each run of equal x sorted by the rest.
@@ -40,27 +40,23 @@ PointClasses::PointClasses(CornerPoints const &points) : m_class(points.vertexCo
         byX.emplace_back(orderKey(p.i()), static_cast<std::uint32_t>(v));
     }
     radixSort(byX, [](std::pair<std::uint64_t, std::uint32_t> const &e) { return e.first; });
-    std::vector<Entry> entries;
-    entries.reserve(byX.size());
-    for (auto const &e : byX) {
-        Vector3D const &p = points.point(e.second);
-        entries.push_back({{p.i(), p.j(), p.k()}, e.second});
+    std::vector<std::uint32_t> order(byX.size());
+    for (std::size_t k = 0; k < byX.size(); ++k) order[k] = byX[k].second;
+    byX = {};
+    for (std::size_t first = 0, last; first < order.size(); first = last) {
+        double const x = coordinate(order[first], 0);
+        for (last = first + 1; last < order.size() && coordinate(order[last], 0) == x; ++last) {}
+        if (last - first > 1) sortFrom(&order[first], &order[first] + (last - first), 1);
     }
-    for (auto first = entries.begin(); first != entries.end();) {
-        auto last = first + 1;
-        while (last != entries.end() && last->c[0] == first->c[0]) ++last;
-        if (last - first > 1) sortFrom(&*first, &*first + (last - first), 1);
-        first = last;
-    }
-    cluster(entries.data(), entries.data() + entries.size(), 0);
+    cluster(order.data(), order.data() + order.size(), 0);
 }
 
-void PointClasses::cluster(Entry *begin, Entry *end, int level) {
+void PointClasses::cluster(std::uint32_t *begin, std::uint32_t *end, int level) {
     // [begin, end) is sorted by coordinate `level` (then by the following ones).
-    for (Entry *first = begin; first != end;) {
-        Entry *last = first + 1;   // one past the cluster
-        while (last != end && !comesFirst(last[-1].c[level], last->c[level])) ++last;
-        double const low = first->c[level], high = last[-1].c[level];
+    for (std::uint32_t *first = begin; first != end;) {
+        std::uint32_t *last = first + 1;   // one past the cluster
+        while (last != end && !comesFirst(coordinate(last[-1], level), coordinate(*last, level))) ++last;
+        double const low = coordinate(*first, level), high = coordinate(last[-1], level);
         if (!equalAtLevel(low, high)) {
             mark(first, last, kUnsure);
             m_anyUnsure = true;
@@ -74,16 +70,18 @@ void PointClasses::cluster(Entry *begin, Entry *end, int level) {
     }
 }
 
-void PointClasses::sortFrom(Entry *begin, Entry *end, int level) {
-    std::sort(begin, end, [level](Entry const &a, Entry const &b) {
+void PointClasses::sortFrom(std::uint32_t *begin, std::uint32_t *end, int level) const {
+    std::sort(begin, end, [this, level](std::uint32_t a, std::uint32_t b) {
         for (int k = level; k < 3; ++k)
-            if (a.c[k] != b.c[k]) return a.c[k] < b.c[k];
-        return a.vertex < b.vertex;
+            if (coordinate(a, k) != coordinate(b, k)) return coordinate(a, k) < coordinate(b, k);
+        return a < b;
     });
 }
 
-void PointClasses::mark(Entry *begin, Entry *end, Class c) {
-    for (Entry *e = begin; e != end; ++e) m_class[e->vertex] = c;
+double PointClasses::coordinate(std::uint32_t v, int level) const { return m_points.point(v)[level]; }
+
+void PointClasses::mark(std::uint32_t const *begin, std::uint32_t const *end, Class c) {
+    for (std::uint32_t const *v = begin; v != end; ++v) m_class[*v] = c;
 }
 
 }  // namespace ORVANE_DATABASE

@@ -35,7 +35,7 @@ public:
     static constexpr Class kUnused = kUnsure - 1;
 
     // Classifies the points of the vertices that some triangle names (CornerPoints::used);
-    // the others are kUnused.
+    // the others are kUnused. `points` is read during the construction only.
     explicit PointClasses(CornerPoints const &points);
 
     // The class of vertex v (dense numbers below count()), kUnsure or kUnused.
@@ -44,15 +44,15 @@ public:
     bool anyUnsure() const { return m_anyUnsure; }
 
 private:
-    struct Entry {
-        double c[3];
-        std::uint32_t vertex;
-    };
-    void cluster(Entry *begin, Entry *end, int level);
-    // Sorts by the coordinates from `level` on, then by vertex.
-    static void sortFrom(Entry *begin, Entry *end, int level);
-    void mark(Entry *begin, Entry *end, Class c);
+    // The vertices [begin, end), sorted by coordinate `level` and then by the following ones,
+    // are split into clusters at that level; clean clusters go on to the next level.
+    void cluster(std::uint32_t *begin, std::uint32_t *end, int level);
+    // Sorts vertices by their coordinates from `level` on, then by number.
+    void sortFrom(std::uint32_t *begin, std::uint32_t *end, int level) const;
+    void mark(std::uint32_t const *begin, std::uint32_t const *end, Class c);
+    double coordinate(std::uint32_t v, int level) const;
 
+    CornerPoints const &m_points;
     std::vector<Class> m_class;
     std::size_t m_count = 0;
     bool m_anyUnsure = false;

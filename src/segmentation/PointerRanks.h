@@ -24,6 +24,7 @@
 #include <functional>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "segmentation/RadixSort.h"
@@ -52,6 +53,8 @@ public:
     std::size_t size() const { return m_sorted.size(); }
     T *item(Rank r) const { return m_sorted[r]; }
     std::vector<T *> const &items() const { return m_sorted; }
+    // Hands over the sorted items; no rank is looked up afterwards.
+    std::vector<T *> takeItems() { return std::move(m_sorted); }
 
     // The rank of p, or kNone when p is not one of the items.
     Rank rankOf(T const *p) const {

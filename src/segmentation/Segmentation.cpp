@@ -93,7 +93,7 @@ Outcome Segmentation::segmentize(std::set<Triangulation *> &faces) {
         if (graph.strongEdges().empty()) return strongEdgeNotFound();
         graph.requireCorners();   // before any face is made
         grown = growFaces(*m_mesh, graph);
-        triangles = graph.triangles();
+        triangles = graph.takeTriangles();
         builder = std::make_unique<FaceMeshBuilder>(m_mesh->vertexList(), points);
     }
 
