@@ -1,6 +1,11 @@
-// Segmentation throughput: segmentize (strong edges + face growing) and boundaries (border
-// chaining) on CAD-like meshes with many faces, at 1x, 4x and 16x the size, so that the
-// growth of the time per face shows whether the run stays near-linear.
+// Segmentation throughput: segmentize (strong edges + face growing + face meshes) and
+// boundaries (border chaining) on CAD-like meshes with many faces, at 1x, 4x and 16x the size,
+// so that the growth of the time per triangle shows whether the run stays linear.
+//
+// FaceMeshes measures the part of segmentize that no engine can skip: making the delivered
+// face meshes (one Triangulation per face, its Vertex and Triangle objects, addVertex and
+// addTriangle, the name) from a recorded result. segmentize minus FaceMeshes is the cost of
+// finding the faces.
 //
 // Meshes:
 //  - voxel: the surface of a union of random boxes on a grid (welded, with non-manifold
@@ -130,6 +135,48 @@ void runSegmentize(benchmark::State &state, Mesh &m) {
     report(state, "faces", faces, m.mesh().triangleList().size());
 }
 
+// What segmentize delivered for one face: its name, its vertices' points and its triangles.
+struct FaceRecipe {
+    std::string name;
+    std::vector<odb::Point3D *> points;
+    std::vector<std::array<std::size_t, 3>> triangles;
+};
+
+// Builds the face meshes of the recorded result through the public interface, as segmentize
+// must, and releases them untimed.
+void runFaceMeshes(benchmark::State &state, Mesh &m) {
+    std::set<odb::Triangulation *> faces;
+    odb::Outcome result = odb::Segmentation(&m.mesh(), 30.0).segmentize(faces);
+    if (!result.isOk()) {
+        state.SkipWithError(result.mesg().c_str());
+        return;
+    }
+    std::vector<FaceRecipe> recipes;
+    for (odb::Triangulation *f : faces) {
+        FaceRecipe r;
+        r.name = f->getName();
+        for (odb::Vertex *v : f->vertexList()) r.points.push_back(v->point());
+        for (odb::Triangle *t : f->triangleList())
+            r.triangles.push_back({t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)});
+        recipes.push_back(std::move(r));
+    }
+    releaseFaces(faces);
+    for (auto _ : state) {
+        std::set<odb::Triangulation *> out;
+        for (FaceRecipe const &r : recipes) {
+            auto *mesh = new odb::Triangulation();
+            for (odb::Point3D *p : r.points) mesh->addVertex(new odb::Vertex(p));
+            for (auto const &t : r.triangles) mesh->addTriangle(new odb::Triangle(t[0], t[1], t[2]));
+            mesh->setName(r.name);
+            out.insert(mesh);
+        }
+        state.PauseTiming();
+        releaseFaces(out);
+        state.ResumeTiming();
+    }
+    report(state, "faces", recipes.size(), m.mesh().triangleList().size());
+}
+
 void BM_SegmentizeVoxel(benchmark::State &state) {
     Mesh m;
     buildVoxelSurface(m, static_cast<int>(state.range(0)));
@@ -146,6 +193,18 @@ void BM_SegmentizeFandisk(benchmark::State &state) {
     Mesh m;
     buildTiledCopy(m, part->mesh(), static_cast<int>(state.range(0)));
     runSegmentize(state, m);
+}
+
+void BM_FaceMeshesFandisk(benchmark::State &state) {
+    std::string why;
+    auto part = orvane_bench::loadBenchMesh("fandisk.off", &why);
+    if (!part) {
+        state.SkipWithError(why.c_str());
+        return;
+    }
+    Mesh m;
+    buildTiledCopy(m, part->mesh(), static_cast<int>(state.range(0)));
+    runFaceMeshes(state, m);
 }
 
 // The voxel surface cut into its faces, each with vertices of its own.
@@ -206,6 +265,7 @@ void BM_BoundariesSplit(benchmark::State &state) {
 
 BENCHMARK(BM_SegmentizeVoxel)->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SegmentizeFandisk)->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FaceMeshesFandisk)->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BoundariesSplit)->Arg(1)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -1,8 +1,10 @@
 // Fuzz target: the segmentation (Segmentation::segmentize and Segmentation::boundaries) on a
-// decoded mesh with an angle threshold that may be negative, huge, infinite or NaN.
+// decoded mesh with an angle threshold that may be negative, huge, infinite or NaN. The faces
+// must be exactly those of the plain std::set / std::map procedure (segmentation_reference.h).
 #include "contour_checks.h"
 #include "fuzz_input.h"
 #include "support/release.h"
+#include "segmentation/segmentation_reference.h"
 #include "segmentation/segmentation_support.h"
 
 #include "Edge.h"
@@ -34,11 +36,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
     ByteReader in(data, size);
     orvane_fuzz::DecodedMesh m = orvane_fuzz::decodeMesh(in);
     odb::Triangulation &mesh = m.mesh().mesh();
-    odb::Segmentation segmentation(&mesh, angle(in));
+    double const threshold = angle(in);
+    odb::Segmentation segmentation(&mesh, threshold);
 
-    // Faces: every triangle of the mesh lands in exactly one face mesh.
+    // Faces: every triangle of the mesh lands in exactly one face mesh, and the faces are
+    // the reference's, bit for bit.
     std::set<odb::Triangulation *> faces;
     odb::Outcome grown = segmentation.segmentize(faces);
+    std::string failure;
+    std::vector<orvane_test::FaceRecord> expected = orvane_test::referenceSegmentize(mesh, threshold, &failure);
+    FUZZ_CHECK(grown.isOk() == failure.empty());
+    FUZZ_CHECK(grown.isOk() ? orvane_test::recordsOf(faces) == expected : grown.mesg() == failure);
     std::set<odb::Point3D *> sourcePoints;
     for (odb::Vertex *v : mesh.vertexList()) sourcePoints.insert(v->point());
     if (grown.isOk()) {

@@ -1,14 +1,14 @@
 // Strong edges and face growing.
 #include "Segmentation.h"
 
-#include "Direction3D.h"
 #include "Edge.h"
-#include "Point3D.h"
-#include "Tolerance.h"
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
+#include "segmentation/CornerPoints.h"
 #include "segmentation/FaceGraph.h"
+#include "segmentation/FaceGrowing.h"
+#include "segmentation/FaceMesh.h"
 
 #include <algorithm>
 #include <memory>
@@ -19,23 +19,10 @@ namespace ORVANE_DATABASE {
 
 namespace {
 
-Vector3D normalOf(std::vector<Vertex *> const &vertices, Triangle *t) {
-    Vector3D const &p = vertices.at(t->vertexIndex(0))->point()->vector();
-    Vector3D const &q = vertices.at(t->vertexIndex(1))->point()->vector();
-    Vector3D const &r = vertices.at(t->vertexIndex(2))->point()->vector();
-    return (q - p) ^ (r - p);
-}
+// The threshold in radians, as the strong-edge test compares it.
+double limitRadians(double degrees) { return degrees * 3.141592653589793 / 180.0; }
 
-// Border edges, and edges whose first two triangles' normals differ by more than `limit`
-// radians (-1 for a degenerate triangle, so such an edge is strong only for a limit below -1).
-bool isStrong(std::vector<Vertex *> const &vertices, Edge *e, double limit) {
-    std::set<Triangle *> const &around = *e->triangles;
-    if (around.size() < 2) return true;
-    auto it = around.begin();
-    Vector3D n = normalOf(vertices, *it);
-    Vector3D m = normalOf(vertices, *++it);
-    return n.angle(m, static_cast<Direction3D *>(nullptr), Tolerance()) > limit;
-}
+Outcome strongEdgeNotFound() { return Outcome(Outcome::FAILURE, Outcome::UNKNOWN, "Strong Edge not found"); }
 
 std::string faceName(std::size_t number, double angle) {
     std::ostringstream name;
@@ -47,9 +34,8 @@ std::string faceName(std::size_t number, double angle) {
 // (from `cursor` on, in set order) that is still unassigned. The cursor stays on the edge that
 // gave the seed, since its other triangle may seed a later face; an edge passed over never
 // offers a seed again, because triangles only ever leave the unassigned set.
-template <class IsUnassigned>
-Triangle *seedFromStrongEdges(std::set<Edge *>::const_iterator &cursor,
-                              std::set<Edge *>::const_iterator end, IsUnassigned isUnassigned) {
+template <class EdgeIterator, class IsUnassigned>
+Triangle *seedFromStrongEdges(EdgeIterator &cursor, EdgeIterator end, IsUnassigned isUnassigned) {
     for (; cursor != end; ++cursor) {
         std::set<Triangle *> const &around = *(*cursor)->triangles;
         if (around.empty()) continue;
@@ -60,73 +46,18 @@ Triangle *seedFromStrongEdges(std::set<Edge *>::const_iterator &cursor,
     return nullptr;
 }
 
-// Face growing over a FaceGraph: the same seeds and the same breadth-first order as
-// createFaces/getConnected on std::sets, with flags and arrays instead of tree searches, and a
-// seed search that resumes where the previous face's search stopped.
-class FaceGrower {
-public:
-    FaceGrower(Triangulation const &mesh, std::set<Edge *> const &strong)
-        : m_mesh(mesh), m_graph(mesh, strong), m_strongCursor(strong.begin()),
-          m_strongEnd(strong.end()), m_unassigned(m_graph.size(), 1),
-          m_faceOf(m_graph.size(), 0), m_remaining(m_graph.size()) {}
-
-    bool done() const { return m_remaining == 0; }
-
-    // The source triangles of the next face, in pointer order.
-    void nextFace(std::vector<Triangle *> &face) {
-        face.clear();
-        FaceGraph::Rank seed = nextSeed();
-        if (seed == FaceGraph::kNone) return;
-        ++m_face;
-        m_queue.assign(1, seed);
-        join(seed);
-        for (std::size_t i = 0; i < m_queue.size(); ++i)
-            for (int slot = 0; slot < 3; ++slot) {
-                FaceGraph::Rank n = m_graph.across(m_queue[i], slot);
-                if (n != FaceGraph::kNone && m_faceOf[n] != m_face) {
-                    m_queue.push_back(n);
-                    join(n);
-                }
-            }
-        std::sort(m_queue.begin(), m_queue.end());
-        face.reserve(m_queue.size());
-        for (FaceGraph::Rank r : m_queue) face.push_back(m_graph.triangle(r));
+// Releases a face mesh that will not be delivered, with its vertices (detached from the
+// source's points, which they share) and triangles.
+void discardFaceMesh(std::unique_ptr<Triangulation> mesh) {
+    std::vector<Vertex *> vertices = mesh->vertexList();
+    std::vector<Triangle *> triangles = mesh->triangleList();
+    mesh.reset();
+    for (Triangle *t : triangles) delete t;
+    for (Vertex *v : vertices) {
+        *v = Vertex(nullptr);
+        delete v;
     }
-
-private:
-    void join(FaceGraph::Rank r) {
-        m_faceOf[r] = m_face;
-        if (m_unassigned[r]) {
-            m_unassigned[r] = 0;
-            --m_remaining;
-        }
-    }
-
-    FaceGraph::Rank nextSeed() {
-        Triangle *seed = seedFromStrongEdges(m_strongCursor, m_strongEnd, [this](Triangle *t) {
-            FaceGraph::Rank r = m_graph.rankOf(t);
-            return r != FaceGraph::kNone && m_unassigned[r];
-        });
-        if (seed) return m_graph.rankOf(seed);
-        // No strong edge touches what is left: the lowest-index unassigned triangle.
-        std::vector<Triangle *> const &list = m_mesh.triangleList();
-        for (; m_listCursor < list.size(); ++m_listCursor) {
-            FaceGraph::Rank r = m_graph.rankOf(list[m_listCursor]);
-            if (m_unassigned[r]) return r;
-        }
-        return FaceGraph::kNone;
-    }
-
-    Triangulation const &m_mesh;
-    FaceGraph m_graph;
-    std::set<Edge *>::const_iterator m_strongCursor, m_strongEnd;
-    std::size_t m_listCursor = 0;
-    std::vector<char> m_unassigned;
-    std::vector<std::uint32_t> m_faceOf;   // serial of the face a triangle joined; 0 for none
-    std::uint32_t m_face = 0;
-    std::size_t m_remaining;
-    std::vector<FaceGraph::Rank> m_queue;
-};
+}
 
 }  // namespace
 
@@ -141,41 +72,50 @@ Segmentation &Segmentation::operator=(Segmentation const &other) {
 }
 
 Outcome Segmentation::findStrongEdges(std::set<Edge *> &strong) {
-    double const limit = m_angle * 3.141592653589793 / 180.0;
-    std::vector<Vertex *> const &vertices = m_mesh->vertexList();
-    // Every edge of the mesh is visited once, from the first triangle of its set; edges are
-    // made only by addTriangle, so that triangle is in the triangle list. The strong edges
-    // are gathered first so that an out_of_range from a bad corner leaves `strong` untouched.
-    std::vector<Edge *> found;
-    for (Triangle *t : m_mesh->triangleList())
-        for (int slot = 0; slot < 3; ++slot) {
-            Edge *e = t->edge(slot);
-            if (e && !e->triangles->empty() && *e->triangles->begin() == t &&
-                isStrong(vertices, e, limit))
-                found.push_back(e);
-        }
-    strong.insert(found.begin(), found.end());
-    if (strong.empty()) return Outcome(Outcome::FAILURE, Outcome::UNKNOWN, "Strong Edge not found");
+    // The graph's edge pass is the strong-edge test; a corner naming no vertex throws only
+    // where the test reads it, so `strong` is left untouched then.
+    FaceGraph const graph(*m_mesh, CornerPoints(m_mesh->vertexList(), m_mesh->triangleList()),
+                          limitRadians(m_angle));
+    for (FaceGraph::StrongEdge const &s : graph.strongEdges()) strong.insert(strong.end(), s.edge);
+    if (strong.empty()) return strongEdgeNotFound();
     return Outcome();
 }
 
 Outcome Segmentation::segmentize(std::set<Triangulation *> &faces) {
-    std::set<Edge *> strong;
-    Outcome found = findStrongEdges(strong);
-    if (!found.isOk()) return found;
+    // Finding the faces needs the graph and the corner points; they are released before the
+    // face meshes (most of the memory) are made.
+    std::vector<Triangle *> triangles;   // by rank: pointer order
+    GrownFaces grown;
+    std::unique_ptr<FaceMeshBuilder> builder;
+    {
+        CornerPoints const points(m_mesh->vertexList(), m_mesh->triangleList());
+        FaceGraph graph(*m_mesh, points, limitRadians(m_angle));
+        if (graph.strongEdges().empty()) return strongEdgeNotFound();
+        graph.requireCorners();   // before any face is made
+        grown = growFaces(*m_mesh, graph);
+        triangles = graph.takeTriangles();
+        builder = std::make_unique<FaceMeshBuilder>(m_mesh->vertexList(), points);
+    }
 
-    FaceGrower grower(*m_mesh, strong);
     std::vector<Triangle *> face;
-    while (!grower.done()) {
+    for (std::size_t k = 0; k < grown.count(); ++k) {
         auto mesh = std::make_unique<Triangulation>();
-        grower.nextFace(face);
-        buildFaceMesh(*m_mesh, face, *mesh);
-        if (mesh->triangleList().empty() && mesh->vertexList().empty()) {
+        face.clear();
+        for (std::size_t i = grown.first[k]; i < grown.first[k + 1]; ++i) face.push_back(triangles[grown.ranks[i]]);
+        // Grown faces are never empty, so the failure below is not reached; it answers a pass
+        // that yields an empty mesh, as the one-pass operations do.
+        if (face.empty()) {
             faces.clear();
             return Outcome(Outcome::FAILURE, Outcome::API_FAIL, "Triangulation creation failed");
         }
-        mesh->setName(faceName(faces.size() + 1, m_angle));
-        faces.insert(mesh.get());
+        try {
+            builder->build(face, *mesh);
+            mesh->setName(faceName(faces.size() + 1, m_angle));
+            faces.insert(mesh.get());
+        } catch (...) {   // out of memory: release what this face made, keep the faces before
+            discardFaceMesh(std::move(mesh));
+            throw;
+        }
         mesh.release();
     }
     return Outcome();
@@ -221,7 +161,11 @@ void Segmentation::getConnected(Triangle *seed, std::set<Triangle *> &unassigned
 }
 
 void Segmentation::createTriangulation(std::set<Triangle *> const &face, Triangulation &mesh) {
-    buildFaceMesh(*m_mesh, std::vector<Triangle *>(face.begin(), face.end()), mesh);
+    std::vector<Triangle *> const triangles(face.begin(), face.end());
+    std::vector<Vertex *> const &vertices = m_mesh->vertexList();
+    for (Triangle *t : triangles)   // every corner resolved before anything is allocated
+        for (std::size_t c = 0; c < 3; ++c) vertices.at(t->vertexIndex(c));
+    buildFaceMeshWithMap(vertices, triangles, mesh);
 }
 
 }  // namespace ORVANE_DATABASE
