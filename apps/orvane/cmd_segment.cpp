@@ -51,7 +51,7 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     OwnedMesh &source = *in.mesh;
 
     progress.stage("Segmenting " + counted(source.triangleCount(), "triangle"));
-    FaceSplit split = splitFaces(source, o.angle);
+    FaceSplit split = splitFaces(source, o.angle, false);
     progress.done();
     double const seconds = split.kernelSeconds;
     if (!split.creased)

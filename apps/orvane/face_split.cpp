@@ -8,6 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <chrono>
 #include <set>
 #include <stdexcept>
@@ -99,7 +102,7 @@ ModelData wholeMesh(OwnedMesh &source) {
 
 }  // namespace
 
-FaceSplit splitFaces(OwnedMesh &source, double angle) {
+FaceSplit splitFaces(OwnedMesh &source, double angle, bool keepSourceMesh) {
     FaceSplit split;
     split.faceOf.assign(source.triangleCount(), -1);
     split.kernelFaces = std::make_unique<FaceMeshes>();
@@ -108,6 +111,12 @@ FaceSplit splitFaces(OwnedMesh &source, double angle) {
     auto const started = std::chrono::steady_clock::now();
     odb::Outcome const result = segmentation.segmentize(faces.meshes);
     split.kernelSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    if (!keepSourceMesh) {
+        delete source.releaseMesh();
+#ifdef __GLIBC__
+        malloc_trim(0);   // hand the freed pages back, or the ordering below grows the peak anyway
+#endif
+    }
     if (!result.isOk()) {
         if (!faces.meshes.empty() || result.mesg() != "Strong Edge not found")
             throw std::runtime_error("segmentation failed: " + result.mesg());

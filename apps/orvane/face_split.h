@@ -37,9 +37,13 @@ struct FaceSplit {
     double kernelSeconds = 0;   // the kernel's segmentize alone
 };
 
-// Segments `source` at `angle` degrees (0 to 180) with the kernel. Repeated source triangles (the same three corners) are matched to the face copies
+// Segments `source` at `angle` degrees (0 to 180) with the kernel. With `keepSourceMesh`
+// false the source's Triangulation (its edges: more than half of its memory) is deleted as
+// soon as the kernel is done with it, before the faces are put in order, so that a host
+// that needs the source no more keeps one whole mesh less at its peak; its points and
+// triangles stay, as the faces share the points. Repeated source triangles (the same three corners) are matched to the face copies
 // one to one, lowest index first. Throws std::runtime_error with the kernel's message when
 // segmentation fails for another reason than finding no strong edge.
-FaceSplit splitFaces(OwnedMesh &source, double angle);
+FaceSplit splitFaces(OwnedMesh &source, double angle, bool keepSourceMesh = true);
 
 }  // namespace orvane
