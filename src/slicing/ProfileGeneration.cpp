@@ -38,7 +38,6 @@
 #include "Vertex.h"
 #include "entities/SegmentChainer.h"
 #include "slicing/CuttingPlanes.h"
-#include "slicing/DuplicateSegments.h"
 #include "slicing/PlaneSweep.h"
 #include "slicing/SegmentRecords.h"
 #include "slicing/TriangleIntersection.h"
@@ -98,10 +97,9 @@ struct MeshArrays {
 
 // Per-plane working state, reused from plane to plane.
 struct PlaneWork {
-    std::vector<SegmentEnds> cut;    // segments in candidate order; then without repeats
-    std::vector<SegmentEnds> raw;    // the cut as recorded, kept when the next plane repeats it
-    std::vector<PLC *> contours;     // made by the chainer, not yet delivered
-    slicing::DuplicateSegments duplicates;
+    std::vector<SegmentEnds> cut;    // segments in candidate order
+    std::vector<PLC *> contours;     // copies of a repeated plane's contours, not yet delivered
+    SegmentChainer chainer;
 };
 
 void releaseAll(std::vector<PLC *> &contours) {
@@ -109,14 +107,22 @@ void releaseAll(std::vector<PLC *> &contours) {
     contours.clear();
 }
 
+// Names a contour Slice_<counter + 1> and hands it to `out` (or releases it on failure).
+void deliverOne(PLC *contour, std::vector<PLC *> &out, int &counter) {
+    std::unique_ptr<PLC, void (*)(PLC *)> owned(contour, &releaseContour);
+    owned->setName("Slice_" + std::to_string(counter + 1));
+    out.push_back(owned.get());
+    owned.release();
+    ++counter;
+}
+
 // Names the contours Slice_<counter> in order and hands them to `out`.
 void deliver(std::vector<PLC *> &contours, std::vector<PLC *> &out, int &counter) {
     try {
         for (PLC *&c : contours) {
-            c->setName("Slice_" + std::to_string(counter + 1));
-            ++counter;
-            out.push_back(c);
+            PLC *const contour = c;
             c = nullptr;
+            deliverOne(contour, out, counter);
         }
     } catch (...) {
         releaseAll(contours);
@@ -221,9 +227,6 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     PlaneSweep sweep;
     sweep.reset(groups, triangleCount, interval, corners);
 
-    // Cut points lie in their mesh triangle's box (up to rounding), which bounds |x| + |y| + |z|
-    // for the repeat removal's rounding slack; with wild triangles it is measured instead.
-    double const pointBound = sweep.everywhere() ? -1.0 : 3.0 * mesh.magnitude * (1.0 + 1e-6);
 
     VoxelGrid &grid = *voxelGrid;
     PlaneWork work;
@@ -241,7 +244,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             continue;
         }
         if (havePrevious && distance == previousDistance) {
-            segmentRecords->append(work.raw.data(), work.raw.data() + work.raw.size());
+            segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
             copyContours(out, previousFirst, previousLast, work.contours);
             std::size_t const first = out.size();
             deliver(work.contours, out, counter);
@@ -292,19 +295,14 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             }
         }
         segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
-        if (plane + 1 < distances.size() && distances[plane + 1] == distance) work.raw = work.cut;
 
-        work.duplicates.remove(work.cut, pointBound);
-        if (!work.cut.empty()) {
-            try {
-                chainSegments(work.cut, work.contours, false);
-            } catch (...) {
-                releaseAll(work.contours);
-                throw;
-            }
-        }
         std::size_t const first = out.size();
-        deliver(work.contours, out, counter);
+        if (!work.cut.empty()) {
+            work.chainer.reset(work.cut.data(), work.cut.size());
+            work.chainer.dropRepeats();
+            ChainPoint const *from, *to;
+            while (work.chainer.nextChain(from, to)) deliverOne(makeContour(work.cut.data(), from, to), out, counter);
+        }
         havePrevious = true;
         previousDistance = distance;
         previousFirst = first;
