@@ -156,7 +156,7 @@ std::size_t matchLevel(Point3D const &a, Point3D const &b, std::vector<double> c
 // exact: link_[e] is the one matching end, kNone, or kMany with the list in manyList_.
 class SegmentChainer::Impl {
 public:
-    void reset(SegmentEnds const *segments, std::size_t count) {
+    void reset(SegmentEnds const *segments, std::size_t count, Index const *partners) {
         if (count > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
             throw std::length_error("SegmentChainer: too many segments");
         segments_ = segments;
@@ -167,8 +167,11 @@ public:
         coarse_.reset();
         scanBudget_ = 4 * count;
         chain_.resize(2 * count + 2);
-        findMatches();
+        adopted_ = partners != nullptr && adoptPartners(partners);
+        if (!adopted_) findMatches();
     }
+
+    bool adopted() const { return adopted_; }
 
     std::size_t dropRepeats() {
         std::size_t dropped = 0;
@@ -274,6 +277,116 @@ private:
             if (!used_[s] && s < best) best = s;
         }
         return best;
+    }
+
+    // Takes `partners` as the match table when it is exactly the finest-level matches (see
+    // the header). Ends are grouped: a pair of partners, or an end without one. Each end of a
+    // group lies within t = 1e-8 of the group's first end (its representative), so when the
+    // representatives of any two groups differ by 4t or more in some coordinate, no two ends of
+    // different groups match at t (they differ there by more than 4t - 2t, rounding included).
+    //
+    // That is checked through the representatives' scalar keys (as in findMatches, with the
+    // window of 4t) filed in cells of 32 windows; a representative within a window of a cell
+    // border is filed under the neighbour cell too, so two representatives within 4t share a
+    // cell. Cells are hashed into a bitmap of 64 bits per segment: a bit met twice is rare (a
+    // few per plane) and only the representatives of such bits are compared, exactly. Every
+    // step is a linear pass with branches that almost always go one way.
+    bool adoptPartners(Index const *partners) {
+        std::size_t const entries = 2 * n_;
+        double const finest = stitchTolerances().front();
+        double const apart = 4.0 * finest;
+        reps_.resize(entries);
+        std::size_t reps = 0;
+        bool bad = false;
+        for (std::size_t e = 0; e < entries; ++e) {
+            Index const h = partners[e];
+            if (h != kNone) {
+                if (h >= entries) return false;
+                bad |= partners[h] != e || (h >> 1) == (e >> 1);
+            }
+            reps_[reps] = static_cast<Index>(e);
+            reps += h > e;   // the group's first end (kNone exceeds every end)
+        }
+        if (bad) return false;
+        keys_.resize(reps);
+        double magnitude = 0.0;
+        for (std::size_t r = 0; r < reps; ++r) {
+            Index const e = reps_[r], h = partners[e];
+            Point3D const &p = point(e);
+            if (h != kNone && !endsMatch(p, point(h), finest)) return false;
+            double const k = p.x() + kA * p.y() + kB * p.z();
+            // A point with a NaN or infinite coordinate matches nothing (and has no partner,
+            // by the test above): it is left out. A finite point whose key overflows is left
+            // to findMatches.
+            if (!finitePoint(p)) {
+                keys_[r] = std::numeric_limits<double>::quiet_NaN();
+                continue;
+            }
+            if (!std::isfinite(k)) return false;
+            keys_[r] = k;
+            magnitude = std::max(magnitude, std::fabs(p.x()) + std::fabs(p.y()) + std::fabs(p.z()));
+        }
+        double const window = (1.0 + kA + kB) * apart * (1.0 + 1e-9) + 4e-15 * magnitude;
+        double const width = 32.0 * window;
+        if (!std::isfinite(width)) return false;
+        double const scale = 1.0 / width;
+
+        std::size_t bits = 1024;
+        while (bits < 64 * reps) bits *= 2;
+        int shift = 64;
+        for (std::size_t b = bits; b > 1; b /= 2) --shift;
+        seen_.assign(bits / 64, 0);
+        twice_.assign(bits / 64, 0);
+        cells_.resize(reps);
+        bool contested = false;
+        auto file = [&](std::int64_t cell) {
+            std::uint64_t const bit = (static_cast<std::uint64_t>(cell) * 0x9E3779B97F4A7C15ull) >> shift;
+            std::uint64_t const mask = std::uint64_t{1} << (bit & 63);
+            std::uint64_t const was = seen_[bit >> 6] & mask;
+            seen_[bit >> 6] |= mask;
+            twice_[bit >> 6] |= was;
+            contested |= was != 0;
+        };
+        std::vector<std::uint8_t> &border = border_;
+        border.resize(reps);
+        for (std::size_t r = 0; r < reps; ++r) {
+            double const k = keys_[r];
+            if (std::isnan(k)) continue;
+            std::int64_t cell;
+            bool below, above;
+            cellOf(k * scale, 1.0 / 32.0, cell, below, above);
+            cells_[r] = cell;
+            border[r] = static_cast<std::uint8_t>(below | (above << 1));
+            file(cell);
+            if (below) file(cell - 1);
+            if (above) file(cell + 1);
+        }
+        if (contested && crowded(reps, shift, apart)) return false;
+        link_.assign(partners, partners + entries);
+        return true;
+    }
+
+    // Whether two representatives filed under one contested bit lie within `apart` of each
+    // other: the candidates, gathered by bit, are compared pairwise.
+    bool crowded(std::size_t reps, int shift, double apart) {
+        std::vector<std::pair<std::uint64_t, Index>> &filed = contested_;
+        filed.clear();
+        auto gather = [&](std::int64_t cell, std::size_t r) {
+            std::uint64_t const bit = (static_cast<std::uint64_t>(cell) * 0x9E3779B97F4A7C15ull) >> shift;
+            if (twice_[bit >> 6] & (std::uint64_t{1} << (bit & 63))) filed.emplace_back(bit, static_cast<Index>(r));
+        };
+        for (std::size_t r = 0; r < reps; ++r) {
+            if (std::isnan(keys_[r])) continue;
+            gather(cells_[r], r);
+            if (border_[r] & 1) gather(cells_[r] - 1, r);
+            if (border_[r] & 2) gather(cells_[r] + 1, r);
+        }
+        std::sort(filed.begin(), filed.end());
+        for (std::size_t i = 0; i < filed.size(); ++i)
+            for (std::size_t j = i + 1; j < filed.size() && filed[j].first == filed[i].first; ++j)
+                if (endsMatch(point(reps_[filed[i].second]), point(reps_[filed[j].second]), apart))
+                    return true;
+        return false;
     }
 
     void findMatches() {
@@ -411,7 +524,12 @@ private:
     std::vector<Index> unhashed_;
     std::vector<Index> link_;
     std::vector<Index> manyStart_, manyList_;
+    std::vector<Index> reps_;                     // representatives of the partner groups
+    std::vector<std::uint8_t> border_;            // per representative: filed below / above too
+    std::vector<std::uint64_t> seen_, twice_;     // bitmaps of filed cells
+    std::vector<std::pair<std::uint64_t, Index>> contested_;
 
+    bool adopted_ = false;
     std::unique_ptr<EndHash> coarse_;
     std::size_t scanBudget_ = 0;   // segments linear scans may visit before the coarse hash is built
 };
@@ -419,7 +537,10 @@ private:
 SegmentChainer::SegmentChainer() : impl_(std::make_unique<Impl>()) {}
 SegmentChainer::~SegmentChainer() = default;
 
-void SegmentChainer::reset(SegmentEnds const *segments, std::size_t count) { impl_->reset(segments, count); }
+void SegmentChainer::reset(SegmentEnds const *segments, std::size_t count, std::uint32_t const *partners) {
+    impl_->reset(segments, count, partners);
+}
+bool SegmentChainer::adoptedPartners() const { return impl_->adopted(); }
 std::size_t SegmentChainer::dropRepeats() { return impl_->dropRepeats(); }
 bool SegmentChainer::nextChain(ChainPoint const *&first, ChainPoint const *&last) {
     return impl_->nextChain(first, last);

@@ -80,7 +80,19 @@ public:
     // Starts on `count` segments at `segments` (read in place: they must stay unchanged while
     // the chainer works on them), all unused, and finds the finest-level matches of every end.
     // Throws std::length_error for more than 2^31 - 1 segments.
-    void reset(SegmentEnds const *segments, std::size_t count);
+    //
+    // `partners`, when given (2 * count values, kNoPartner or an end index 2 s + e), is the
+    // producer's claim of which end each end meets: a cut through a mesh edge knows the cut of
+    // the triangle across it. The claim is adopted only once verified: partners name each
+    // other and match at the finest tolerance, and no two unpaired ends or pairs come within
+    // four times that tolerance of each other, so that every finest-level match is a partner.
+    // Otherwise (vertices in the plane, coincident sheets, unwelded meshes) the matches are
+    // found from the coordinates alone. Either way the chains are the same.
+    static constexpr std::uint32_t kNoPartner = 0xFFFFFFFFu;
+    void reset(SegmentEnds const *segments, std::size_t count,
+               std::uint32_t const *partners = nullptr);
+    // Whether the last reset adopted the producer's partners.
+    bool adoptedPartners() const;
 
     // Marks as used (never chained) every segment that repeats an earlier kept one by
     // repeatsSegment; the rest keep their order. Call before the first nextChain. Returns the

@@ -32,32 +32,29 @@ public:
     using Index = std::uint32_t;
     static constexpr Index kNever = std::numeric_limits<Index>::max();
 
-    // A listed triangle: its corners (x, y, z of corner 0, 1, 2), its index, and the last
-    // group its interval reaches.
-    // The plane (N2 then d2, as the triangle test forms it) and the corners' box are derived
-    // from the corners once, when the triangle enters (fill), not per plane.
+    // A listed triangle: its corners (x, y, z of corner 0, 1, 2), its plane (N2 then d2, as
+    // the triangle test forms it), what lies across each of its sides (for the caller), its
+    // index, and the last group its interval reaches. All but the last two are derived once,
+    // when the triangle enters, not per plane.
     struct Candidate {
         double corners[9];
         double plane[4];
-        double lower[3], upper[3];
+        Index across[3];
         Index triangle;
         Index last;
     };
-    // Fetches t's corners through `corners` and derives the rest.
-    template <class Corners>
-    static void fill(Candidate &c, std::size_t t, Corners &&corners) {
-        corners(t, c.corners);
+    // Fetches t's corners and what lies across its sides through `describe(t, corners,
+    // across)` and derives its plane.
+    template <class Describe>
+    static void fill(Candidate &c, std::size_t t, Describe &&describe) {
+        describe(t, c.corners, c.across);
         double const *u = c.corners;
         secondPlane(u, u + 3, u + 6, c.plane);
-        for (int a = 0; a < 3; ++a) {
-            c.lower[a] = std::min(std::min(u[a], u[3 + a]), u[6 + a]);
-            c.upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
-        }
     }
 
     // `groups`: strictly ascending finite plane distances (kept by reference; must outlive
     // the sweep). `interval(t, low, high)` gives triangle t's interval, a NaN or infinite
-    // bound making t a candidate of every group; `corners(t, nine)` writes its corners.
+    // bound making t a candidate of every group; `corners` describes a triangle (see fill).
     // Restarts the sweep before the first group.
     template <class Interval, class Corners>
     void reset(std::vector<double> const &groups, std::size_t triangles, Interval &&interval,
@@ -67,7 +64,7 @@ public:
             double low = 0.0, high = 0.0;
             interval(t, low, high);
             if (file(t, low, high)) {
-                everywhere_.push_back(Candidate{{}, {}, {}, {}, static_cast<Index>(t), kNever});
+                everywhere_.push_back(Candidate{{}, {}, {}, static_cast<Index>(t), kNever});
                 fill(everywhere_.back(), t, corners);
             }
         }
@@ -75,7 +72,7 @@ public:
     }
 
     // Candidates of the next group, ascending by triangle; call once per group, in order.
-    // `corners(t, nine)` fetches the corners of entering triangles. The reference stays
+    // `corners` describes entering triangles (see fill). The reference stays
     // valid until the next call.
     // `prefetch(t, stage)`, when given, is told of triangle t some entries before its corners
     // are fetched: stage 0 far ahead (for what locates the corners), stage 1 nearer (for the
@@ -95,7 +92,7 @@ public:
         for (std::size_t p = bucketStart_[g]; p < bucketEnd; ++p) {
             if (p + kFar < bucketEnd) prefetch(filed_[p + kFar], 0);
             if (p + kNear < bucketEnd) prefetch(filed_[p + kNear], 1);
-            entering_.push_back(Candidate{{}, {}, {}, {}, filed_[p], filedLast_[p]});
+            entering_.push_back(Candidate{{}, {}, {}, filed_[p], filedLast_[p]});
             fill(entering_.back(), filed_[p], corners);
         }
         // Survivors of the previous group merged with the entering ones, both ascending.

@@ -40,6 +40,7 @@
 #include "slicing/CuttingPlanes.h"
 #include "slicing/PlaneSweep.h"
 #include "slicing/SegmentRecords.h"
+#include "slicing/SideNeighbours.h"
 #include "slicing/TriangleIntersection.h"
 #include "slicing/VoxelGrid.h"
 
@@ -95,12 +96,84 @@ struct MeshArrays {
     double const *point(Index v) const { return xyz.data() + 3 * static_cast<std::size_t>(v); }
 };
 
-// Per-plane working state, reused from plane to plane.
-struct PlaneWork {
-    std::vector<SegmentEnds> cut;    // segments in candidate order
-    std::vector<PLC *> contours;     // copies of a repeated plane's contours, not yet delivered
-    SegmentChainer chainer;
+// One plane's cut: the segments in candidate order, each with the triangle it cuts and, per
+// end, the side of that triangle it lies on (slicing::kNoSide) and the end of another segment
+// across that side. Reused from plane to plane.
+struct PlaneCut {
+    std::vector<SegmentEnds> segments;
+    std::vector<std::uint32_t> triangles;
+    std::vector<std::int8_t> sides;
+    std::vector<std::uint32_t> across;     // per end: 3 t' + s' for side s' of triangle t' across
+    std::vector<std::uint32_t> partners;
+
+    void clear() {
+        segments.clear();
+        triangles.clear();
+        sides.clear();
+        across.clear();
+    }
+    // Adds the cut to the slicer's records, under the plane's cutting triangle.
+    void record(slicing::FirstTriangle const &cutter, slicing::SegmentRecords &records) const {
+        records.beginPlane(&cutter.v[0][0]);
+        records.add(triangles.data(), triangles.data() + triangles.size());
+    }
 };
+
+#if defined(ORVANE_PROFILE_PHASES)
+#define PHASE __attribute__((noinline))
+#else
+#define PHASE
+#endif
+
+// Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
+// triangles that the cell index offers (`offered`).
+PHASE void cutCandidates(slicing::FirstTriangle const &cutter, IndexMembership const &offered,
+                         std::vector<PlaneSweep::Candidate> const &candidates, double shortSquare,
+                         PlaneCut &cut) {
+    cut.clear();
+    for (PlaneSweep::Candidate const &candidate : candidates) {
+        double const *u = candidate.corners;
+        double p[3], q[3];
+        int sides[2];
+        if (!slicing::cutSegment(cutter, u, u + 3, u + 6, candidate.plane, shortSquare, p, q, sides)) continue;
+        // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
+        double lower[3], upper[3];
+        for (int a = 0; a < 3; ++a) {
+            lower[a] = std::min(std::min(u[a], u[3 + a]), u[6 + a]);
+            upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
+        }
+        if (!offered.offers(lower, upper)) continue;
+        cut.segments.push_back(SegmentEnds{Point3D(p[0], p[1], p[2]), Point3D(q[0], q[1], q[2])});
+        cut.triangles.push_back(candidate.triangle);
+        for (int e = 0; e < 2; ++e) {
+            cut.sides.push_back(static_cast<std::int8_t>(sides[e]));
+            cut.across.push_back(sides[e] == slicing::kNoSide ? slicing::kNoNeighbour : candidate.across[sides[e]]);
+        }
+    }
+}
+
+// Pairs the ends of the plane's cuts that lie on one mesh edge: the end on side s of triangle
+// t and the end on the side across it, when that triangle was cut in this plane as well.
+// `cutAs` (per triangle) holds, for the triangles cut in plane `plane` (high 32 bits), the
+// segment (low 32 bits).
+PHASE void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
+    std::size_t const n = cut.segments.size();
+    std::uint64_t const stamp = static_cast<std::uint64_t>(plane) << 32;
+    for (std::size_t s = 0; s < n; ++s) cutAs[cut.triangles[s]] = stamp | s;
+    cut.partners.assign(2 * n, SegmentChainer::kNoPartner);
+    for (std::size_t e = 0; e < 2 * n; ++e) {
+        std::uint32_t const across = cut.across[e];
+        if (across == slicing::kNoNeighbour) continue;
+        std::uint64_t const as = cutAs[across / 3];
+        if ((as >> 32) != plane) continue;
+        std::uint32_t const other = static_cast<std::uint32_t>(as);
+        int const otherSide = static_cast<int>(across % 3);
+        if (cut.sides[2 * other] == otherSide)
+            cut.partners[e] = 2 * other;
+        else if (cut.sides[2 * other + 1] == otherSide)
+            cut.partners[e] = 2 * other + 1;
+    }
+}
 
 void releaseAll(std::vector<PLC *> &contours) {
     for (PLC *c : contours) releaseContour(c);
@@ -150,6 +223,15 @@ void copyContours(std::vector<PLC *> const &out, std::size_t first, std::size_t 
         releaseAll(copies);
         throw;
     }
+}
+
+// Chains the plane's segments (repeats dropped) and delivers one contour per chain.
+PHASE void chainAndDeliver(PlaneCut &cut, SegmentChainer &chainer, std::vector<PLC *> &out, int &counter) {
+    if (cut.segments.empty()) return;
+    chainer.reset(cut.segments.data(), cut.segments.size(), cut.partners.data());
+    chainer.dropRepeats();
+    ChainPoint const *first, *last;
+    while (chainer.nextChain(first, last)) deliverOne(makeContour(cut.segments.data(), first, last), out, counter);
 }
 
 }  // namespace
@@ -202,12 +284,15 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         low = std::min(a, std::min(b, c)) - margin;
         high = std::max(a, std::max(b, c)) + margin;
     };
-    auto corners = [&](std::size_t t, double *nine) {
+    std::vector<std::uint32_t> neighbour;
+    slicing::findSideNeighbours(*cornerIndices, triangulation->vertexList().size(), neighbour);
+    auto corners = [&](std::size_t t, double *nine, std::uint32_t *across) {
         for (std::size_t c = 0; c < 3; ++c) {
             double const *p = mesh.point(mesh.corner(t, c));
             nine[3 * c] = p[0];
             nine[3 * c + 1] = p[1];
             nine[3 * c + 2] = p[2];
+            across[c] = neighbour[3 * t + c];
         }
     };
     // Entering triangles' corner indices, then their vertices, are requested ahead of use.
@@ -226,16 +311,21 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     };
     PlaneSweep sweep;
     sweep.reset(groups, triangleCount, interval, corners);
-
+    std::vector<std::uint64_t> cutAs(triangleCount, 0);
+    std::uint32_t planeNumber = 0;
+    double const shortSquare = slicing::shortSegmentSquare();
 
     VoxelGrid &grid = *voxelGrid;
-    PlaneWork work;
+    PlaneCut cut;
+    SegmentChainer chainer;
+    std::vector<PLC *> copies;   // a repeated plane's contours, not yet delivered
     std::vector<PlaneSweep::Candidate> everyTriangle;   // for a plane the sweep has passed (never expected)
     std::size_t nextGroup = 0;
     int counter = 0;
     bool havePrevious = false;
     double previousDistance = 0.0;
     std::size_t previousFirst = 0, previousLast = 0;
+    slicing::FirstTriangle cutter;
 
     for (std::size_t plane = 0; plane < distances.size(); ++plane) {
         double const distance = distances[plane];
@@ -244,10 +334,10 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             continue;
         }
         if (havePrevious && distance == previousDistance) {
-            segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
-            copyContours(out, previousFirst, previousLast, work.contours);
+            cut.record(cutter, *segmentRecords);
+            copyContours(out, previousFirst, previousLast, copies);
             std::size_t const first = out.size();
-            deliver(work.contours, out, counter);
+            deliver(copies, out, counter);
             previousFirst = first;
             previousLast = out.size();
             continue;
@@ -264,7 +354,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         } else {
             if (everyTriangle.empty())
                 for (std::size_t t = 0; t < triangleCount; ++t) {
-                    everyTriangle.push_back(PlaneSweep::Candidate{{}, {}, {}, {}, static_cast<Index>(t), PlaneSweep::kNever});
+                    everyTriangle.push_back(PlaneSweep::Candidate{{}, {}, {}, static_cast<Index>(t), PlaneSweep::kNever});
                     PlaneSweep::fill(everyTriangle.back(), t, corners);
                 }
             candidates = &everyTriangle;
@@ -275,33 +365,18 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
         double v[3][3];
         for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
-        slicing::FirstTriangle cutter;
         slicing::prepareFirstTriangle(v[0], v[1], v[2], cutter);
         CellBlock query;
         bool const reached = grid.queryBlock(VoxelGrid::cornerBox(corners[0], corners[1], corners[2]), query);
-
-        work.cut.clear();
-        if (reached) {
-            IndexMembership const offered(grid, query);
-            for (PlaneSweep::Candidate const &candidate : *candidates) {
-                double const *u0 = candidate.corners;
-                double const *u1 = candidate.corners + 3;
-                double const *u2 = candidate.corners + 6;
-                double p[3], q[3];
-                if (!slicing::cutSegment(cutter, u0, u1, u2, candidate.plane, p, q)) continue;
-                // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
-                if (!offered.offers(candidate.lower, candidate.upper)) continue;
-                work.cut.push_back(SegmentEnds{Point3D(p[0], p[1], p[2]), Point3D(q[0], q[1], q[2])});
-            }
-        }
-        segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
-
+        if (reached)
+            cutCandidates(cutter, IndexMembership(grid, query), *candidates, shortSquare, cut);
+        else
+            cut.clear();
+        cut.record(cutter, *segmentRecords);
         std::size_t const first = out.size();
-        if (!work.cut.empty()) {
-            work.chainer.reset(work.cut.data(), work.cut.size());
-            work.chainer.dropRepeats();
-            ChainPoint const *from, *to;
-            while (work.chainer.nextChain(from, to)) deliverOne(makeContour(work.cut.data(), from, to), out, counter);
+        if (!cut.segments.empty()) {
+            pairAcrossEdges(cut, cutAs, ++planeNumber);
+            chainAndDeliver(cut, chainer, out, counter);
         }
         havePrevious = true;
         previousDistance = distance;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -40,6 +41,8 @@ std::unique_ptr<TestMesh> remade(Triangulation &source, double jitter, bool unwe
     }
     return m;
 }
+
+bool sameBits(Point3D const &a, Point3D const &b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 TEST(Profile, Cube) {
     auto cube = TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1));
@@ -123,9 +126,16 @@ TEST(Profile, MatchesReferenceSlicer) {
             for (int n : {1, 2, 3, 7, 40}) {
                 Profiler fast(meshes[m]->get(), &d, n), literal(meshes[m]->get(), &d, n);
                 std::vector<PLC *> a, b;
+                std::vector<SegmentEnds> cuts;
                 EXPECT_TRUE(fast.generateProfile(a).isOk());
-                ProfilerTestAccess::referenceProfile(literal, b);
+                ProfilerTestAccess::referenceProfile(literal, b, &cuts);
                 EXPECT_EQ(contourDifference(a, b), "") << "mesh " << m << " n " << n;
+                // The records reproduce every cut, in order.
+                ASSERT_EQ(ProfilerTestAccess::recordedSegments(fast), cuts.size());
+                for (std::size_t i = 0; i < cuts.size(); ++i) {
+                    SegmentEnds const r = ProfilerTestAccess::recordedSegment(fast, i);
+                    EXPECT_TRUE(sameBits(r.first, cuts[i].first) && sameBits(r.second, cuts[i].second)) << i;
+                }
                 for (PLC *c : a) EXPECT_TRUE(m >= 3 || closed(c)) << "mesh " << m << " n " << n;
                 bool const partlyCut = m == 5 && n == 1 && d.vector3D().k() == 1;   // beyond reach: open
                 EXPECT_TRUE(!partlyCut || (!a.empty() && !closed(a[0])));
