@@ -130,10 +130,17 @@ struct PlaneCut {
 PHASE void cutCandidates(slicing::FirstTriangle const &cutter, IndexMembership const &offered,
                          std::vector<PlaneSweep::Candidate> const &candidates, double shortSquare,
                          PlaneCut &cut) {
-    cut.clear();
+    // Sized for every candidate, written in place (no temporaries), trimmed at the end.
+    std::size_t const most = candidates.size();
+    cut.segments.resize(most);
+    cut.triangles.resize(most);
+    cut.sides.resize(2 * most);
+    cut.across.resize(2 * most);
+    std::size_t m = 0;
     for (PlaneSweep::Candidate const &candidate : candidates) {
         double const *u = candidate.corners;
-        double p[3], q[3];
+        double *p = &cut.segments[m].first.vector()[0];
+        double *q = &cut.segments[m].second.vector()[0];
         int sides[2];
         if (!slicing::cutSegment(cutter, u, u + 3, u + 6, candidate.plane, shortSquare, p, q, sides)) continue;
         // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
@@ -143,13 +150,17 @@ PHASE void cutCandidates(slicing::FirstTriangle const &cutter, IndexMembership c
             upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
         }
         if (!offered.offers(lower, upper)) continue;
-        cut.segments.push_back(SegmentEnds{Point3D(p[0], p[1], p[2]), Point3D(q[0], q[1], q[2])});
-        cut.triangles.push_back(candidate.triangle);
+        cut.triangles[m] = candidate.triangle;
         for (int e = 0; e < 2; ++e) {
-            cut.sides.push_back(static_cast<std::int8_t>(sides[e]));
-            cut.across.push_back(sides[e] == slicing::kNoSide ? slicing::kNoNeighbour : candidate.across[sides[e]]);
+            cut.sides[2 * m + e] = static_cast<std::int8_t>(sides[e]);
+            cut.across[2 * m + e] = sides[e] == slicing::kNoSide ? slicing::kNoNeighbour : candidate.across[sides[e]];
         }
+        ++m;
     }
+    cut.segments.resize(m);
+    cut.triangles.resize(m);
+    cut.sides.resize(2 * m);
+    cut.across.resize(2 * m);
 }
 
 // Pairs the ends of the plane's cuts that lie on one mesh edge: the end on side s of triangle

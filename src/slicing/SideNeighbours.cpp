@@ -20,39 +20,37 @@ void findSideNeighbours(std::vector<std::uint32_t> const &corners, std::size_t v
         if (a != b && a < vertices && b < vertices) ++start[std::min(a, b) + 1];
     }
     for (std::size_t v = 0; v < vertices; ++v) start[v + 1] += start[v];
-    std::vector<std::uint32_t> upper(start[vertices]), side(start[vertices]);
+    // Each as (upper vertex, side) in one 64-bit key, so that ordering a bucket by key brings
+    // the sides of one edge together, in side order.
+    std::vector<std::uint64_t> bucket(start[vertices]);
     {
         std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
         for (std::size_t s = 0; s < sides; ++s) {
             std::uint32_t const a = corners[s], b = corners[other(s)];
             if (a == b || a >= vertices || b >= vertices) continue;
-            std::uint32_t const k = fill[std::min(a, b)]++;
-            upper[k] = std::max(a, b);
-            side[k] = static_cast<std::uint32_t>(s);
+            bucket[fill[std::min(a, b)]++] = (static_cast<std::uint64_t>(std::max(a, b)) << 32) | s;
         }
     }
-    // Within a bucket, the sides of one edge share the upper vertex. `seenIn[u]` says in which
-    // bucket (plus one) u was last met, `count[u]` and `firstAt[u]` how often and where first.
-    std::vector<std::uint32_t> seenIn(vertices, 0), count(vertices, 0), firstAt(vertices, 0);
     for (std::size_t v = 0; v < vertices; ++v) {
-        std::uint32_t const mark = static_cast<std::uint32_t>(v + 1);
-        for (std::uint32_t k = start[v]; k < start[v + 1]; ++k) {
-            std::uint32_t const u = upper[k];
-            if (seenIn[u] != mark) {
-                seenIn[u] = mark;
-                count[u] = 1;
-                firstAt[u] = k;
-            } else {
-                ++count[u];
-            }
+        std::uint64_t *const first = bucket.data() + start[v];
+        std::uint64_t *const last = bucket.data() + start[v + 1];
+        if (last - first > 16) {
+            std::sort(first, last);
+        } else {   // buckets hold a vertex's few edges: an insertion sort
+            for (std::uint64_t *i = first + 1; i < last; ++i)
+                for (std::uint64_t *j = i; j > first && j[-1] > *j; --j) std::swap(j[-1], *j);
         }
-        for (std::uint32_t k = start[v]; k < start[v + 1]; ++k) {
-            std::uint32_t const u = upper[k];
-            if (count[u] != 2 || firstAt[u] == k) continue;
-            std::uint32_t const a = side[firstAt[u]], b = side[k];
-            if (a / 3 == b / 3) continue;   // two sides of one (degenerate) triangle
-            neighbour[a] = b;
-            neighbour[b] = a;
+        for (std::uint64_t *run = first; run != last;) {
+            std::uint64_t *end = run + 1;
+            while (end != last && (*end >> 32) == (*run >> 32)) ++end;
+            if (end - run == 2) {
+                auto const a = static_cast<std::uint32_t>(run[0]), b = static_cast<std::uint32_t>(run[1]);
+                if (a / 3 != b / 3) {   // not two sides of one (degenerate) triangle
+                    neighbour[a] = b;
+                    neighbour[b] = a;
+                }
+            }
+            run = end;
         }
     }
 }
