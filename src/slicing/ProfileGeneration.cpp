@@ -70,6 +70,8 @@ struct MeshArrays {
     std::vector<double> projection;             // per vertex: normal . point; NaN for wild vertices
     std::vector<std::uint32_t> const *corners;  // 3 per triangle
     double magnitude = 0.0;                     // largest |coordinate| of the tame vertices
+    double lower[3], upper[3];                  // box of the vertices ...
+    bool allTame = true;                        // ... meaningful when every vertex is tame
 
     void read(Triangulation &mesh, std::vector<std::uint32_t> const &cornerIndices, Vector3D const &n) {
         std::vector<Vertex *> const &vertices = mesh.vertexList();
@@ -77,6 +79,11 @@ struct MeshArrays {
         xyz.resize(3 * vertices.size());
         projection.resize(vertices.size());
         magnitude = 0.0;
+        allTame = true;
+        for (int a = 0; a < 3; ++a) {
+            lower[a] = std::numeric_limits<double>::infinity();
+            upper[a] = -std::numeric_limits<double>::infinity();
+        }
         for (std::size_t v = 0; v < vertices.size(); ++v) {
             Point3D const &p = *vertices[v]->point();
             double const x = p.x(), y = p.y(), z = p.z();
@@ -87,8 +94,14 @@ struct MeshArrays {
             if (m <= kWild) {
                 projection[v] = n.i() * x + n.j() * y + n.k() * z;
                 magnitude = std::max(magnitude, m);
+                double const c[3] = {x, y, z};
+                for (int a = 0; a < 3; ++a) {
+                    lower[a] = std::min(lower[a], c[a]);
+                    upper[a] = std::max(upper[a], c[a]);
+                }
             } else {
                 projection[v] = std::numeric_limits<double>::quiet_NaN();
+                allTame = false;
             }
         }
     }
@@ -127,7 +140,8 @@ struct PlaneCut {
 
 // Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
 // triangles that the cell index offers (`offered`).
-PHASE void cutCandidates(slicing::FirstTriangle const &cutter, IndexMembership const &offered,
+PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
+                         IndexMembership const &offered,
                          std::vector<PlaneSweep::Candidate> const &candidates, double shortSquare,
                          PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
@@ -142,7 +156,7 @@ PHASE void cutCandidates(slicing::FirstTriangle const &cutter, IndexMembership c
         double *p = &cut.segments[m].first.vector()[0];
         double *q = &cut.segments[m].second.vector()[0];
         int sides[2];
-        if (!slicing::cutSegment(cutter, u, u + 3, u + 6, candidate.plane, shortSquare, p, q, sides)) continue;
+        if (!slicing::cutSegment(cutter, inside, u, u + 3, u + 6, candidate.plane, shortSquare, p, q, sides)) continue;
         // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
         double lower[3], upper[3];
         for (int a = 0; a < 3; ++a) {
@@ -379,10 +393,14 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         slicing::prepareFirstTriangle(v[0], v[1], v[2], cutter);
         CellBlock query;
         bool const reached = grid.queryBlock(VoxelGrid::cornerBox(corners[0], corners[1], corners[2]), query);
-        if (reached)
-            cutCandidates(cutter, IndexMembership(grid, query), *candidates, shortSquare, cut);
-        else
+        if (reached) {
+            // Every registered triangle lies in the vertices' box (when all are tame).
+            slicing::InsideCut inside;
+            if (mesh.allTame) inside.prepare(cutter, mesh.lower, mesh.upper);
+            cutCandidates(cutter, inside, IndexMembership(grid, query), *candidates, shortSquare, cut);
+        } else {
             cut.clear();
+        }
         cut.record(cutter, *segmentRecords);
         std::size_t const first = out.size();
         if (!cut.segments.empty()) {

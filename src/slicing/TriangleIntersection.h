@@ -12,6 +12,7 @@
 // is prepareFirstTriangle + intersectPrepared: every path runs the very same arithmetic and
 // gives bit-identical answers.
 #include <cmath>
+#include <limits>
 
 namespace ORVANE_DATABASE {
 namespace slicing {
@@ -121,6 +122,31 @@ inline bool secondCornersStraddle(FirstTriangle const &first, double const *u0,
 // triangle's interval).
 constexpr int kNoSide = -1;
 
+// The projection axis of the line of intersection: the axis of the largest component of
+// D = N1 x N2 (axis 0 unless |D_y| > |D_x|, axis 2 when |D_z| exceeds the larger of those).
+inline int projectionAxis(double const *d) {
+    double max = std::fabs(d[0]);
+    int index = 0;
+    double const b = std::fabs(d[1]);
+    double const c = std::fabs(d[2]);
+    if (b > max) max = b, index = 1;
+    if (c > max) index = 2;
+    return index;
+}
+
+// The sides of the second triangle holding the segment's ends: fromB[e] is the end of the
+// second interval that end e is, or -1. End k of the second interval lies inside the side
+// joining the lone corner and corner other[k], unless one of the two lies in the first
+// triangle's plane.
+inline void segmentSides(Interval const &ib, double const *du, int const *fromB, int *sides) {
+    for (int e = 0; e < 2; ++e) {
+        sides[e] = kNoSide;
+        if (fromB[e] < 0) continue;
+        int const l = ib.lone, o = ib.other[fromB[e]];
+        if (du[l] != 0.0 && du[o] != 0.0) sides[e] = l + o == 1 ? 0 : (l + o == 3 ? 1 : 2);
+    }
+}
+
 // The rest of the test, once the second triangle's corner distances du (as
 // secondCornersStraddle forms them, straddling) and its plane (as secondPlane forms it) are
 // known. Returns 1 with the segment's end points in isect1/isect2, or 0. `coplanar` is
@@ -147,12 +173,7 @@ inline int intersectStraddling(FirstTriangle const &first, double const *u0, dou
 
     double dir[3];
     cross3(dir, first.n, n2);
-    double max = std::fabs(dir[0]);
-    int index = 0;
-    double const b = std::fabs(dir[1]);
-    double const c = std::fabs(dir[2]);
-    if (b > max) max = b, index = 1;
-    if (c > max) index = 2;
+    int const index = projectionAxis(dir);
 
     double const *cornerA[3] = {first.v[0], first.v[1], first.v[2]};
     double const *cornerB[3] = {u0, u1, u2};
@@ -194,18 +215,88 @@ inline int intersectStraddling(FirstTriangle const &first, double const *u0, dou
             fromB[1] = highB;
         }
     }
-    if (sides) {
-        // End k of the second interval lies inside the side joining the lone corner and
-        // corner other[k], unless one of the two lies in the first triangle's plane.
-        for (int e = 0; e < 2; ++e) {
-            sides[e] = kNoSide;
-            if (fromB[e] < 0) continue;
-            int const l = ib.lone, o = ib.other[fromB[e]];
-            if (du[l] != 0.0 && du[o] != 0.0) sides[e] = l + o == 1 ? 0 : (l + o == 3 ? 1 : 2);
-        }
-    }
+    if (sides) segmentSides(ib, du, fromB, sides);
     return 1;
 }
+
+// A shortcut of the test for a first triangle far larger than the second ones, as the
+// slicer's cutting triangle is next to a mesh: when the second triangle lies deep inside the
+// first one's prism, the segment is the second triangle's own interval, and the first
+// triangle's values and interval (a third of the test) need not be formed. The outcome is
+// bit for bit the test's; where that cannot be shown in advance the caller runs the test.
+//
+// Why. Let every second triangle lie in a box whose projection on the first triangle's plane
+// is at least mu inside each of its sides, and let the second triangle straddle that plane
+// (computed values du) and meet it at an angle whose sine is at least kappa (from the computed
+// D = N1 x N2). The line of intersection L of the two planes passes through the box's
+// projection, so the first triangle's corners lie at least mu from L on both sides and their
+// values against the second plane are at least |N2| mu kappa on both sides: far beyond the
+// rounding of the values (14 u |N2| R, R the largest coordinate, u = 2^-53) when mu kappa
+// >= 1e-6 R. So the values straddle, are not all below the coplanar limit once
+// |N2| mu kappa >= 4e-13, and the lone corner is a corner at least that far off; each
+// interval parameter is then accurate to 2e-8 and each end of the first interval lies within
+// 3e-5 + 12 u R (along the projection axis) of a point where L leaves the first triangle,
+// at least mu / sqrt(3) (the axis takes at least that share of L's length) beyond any point
+// of the segment. The second interval's computed ends lie within the box's diagonal of the
+// segment. With mu >= 2 diag and mu >= 1e-3 R the first interval thus contains the second
+// with room to spare, and the test returns the second interval's ends, lower first.
+struct InsideCut {
+    bool enabled = false;
+    double sineSquare = 0.0;   // the shortcut needs |D|^2 >= sineSquare |N2|^2 ...
+    double normSquare = 0.0;   // ... and |N2|^2 >= normSquare
+
+    // For the first triangle `first` and a box lo..hi holding every second triangle.
+    void prepare(FirstTriangle const &first, double const *lo, double const *hi) {
+        enabled = false;
+        double const kappa = 1e-3;
+        double r = 0.0;
+        for (int c = 0; c < 3; ++c) {
+            r = std::fmax(r, std::fmax(std::fabs(lo[c]), std::fabs(hi[c])));
+            for (int k = 0; k < 3; ++k) r = std::fmax(r, std::fabs(first.v[k][c]));
+        }
+        if (!(r <= 1e30)) return;   // also NaN; beyond, squares of normals may overflow
+        double const n1Square = dot3(first.n, first.n);
+        double const n1 = std::sqrt(n1Square);
+        if (!(n1 > 0.0)) return;
+        double diag[3];
+        sub3(diag, hi, lo);
+        double const diagonal = std::sqrt(dot3(diag, diag));
+        // mu: the least distance, within the plane, of a box corner's projection inside a side.
+        double mu = std::numeric_limits<double>::infinity();
+        for (int side = 0; side < 3; ++side) {
+            double const *a = first.v[side];
+            double const *b = first.v[(side + 1) % 3];
+            double const *c = first.v[(side + 2) % 3];
+            double edge[3], toC[3], inward[3];
+            sub3(edge, b, a);
+            sub3(toC, c, a);
+            // In-plane direction across the side towards the third corner: N1 x edge.
+            cross3(inward, first.n, edge);
+            double const length = std::sqrt(dot3(inward, inward));
+            if (!(length > 0.0)) return;
+            double const sign = dot3(inward, toC) > 0.0 ? 1.0 : -1.0;
+            for (int k = 0; k < 8; ++k) {
+                double const q[3] = {(k & 1) ? hi[0] : lo[0], (k & 2) ? hi[1] : lo[1], (k & 4) ? hi[2] : lo[2]};
+                double toQ[3];
+                sub3(toQ, q, a);
+                mu = std::fmin(mu, sign * dot3(inward, toQ) / length);
+            }
+        }
+        mu -= 1e-9 * r;   // the rounding of the distances themselves, with plenty to spare
+        if (!(mu >= 2.0 * diagonal && mu >= 1e-3 * r)) return;
+        sineSquare = 4.0 * kappa * kappa * n1Square;
+        double const norm = 4e-13 / (mu * kappa);
+        normSquare = norm * norm;
+        enabled = true;
+    }
+
+    // Whether the shortcut gives the test's outcome for a second triangle of plane `plane2`
+    // (N2 then d2) with D = N1 x N2.
+    bool applies(double const *plane2, double const *d) const {
+        double const n2Square = dot3(plane2, plane2);
+        return enabled && n2Square >= normSquare && dot3(d, d) >= sineSquare * n2Square;
+    }
+};
 
 // The test proper against a prepared first triangle, forming the second triangle's plane
 // only when its corners straddle the first triangle's plane.
@@ -225,13 +316,31 @@ double shortSegmentSquare();
 // The cut test of the slicer's wrapper: a found segment shorter than 1e-10 (Euclidean, as
 // Point3D::distance computes it) is no cut. Writes the two end points on success, and their
 // sides (see intersectStraddling) when `sides` is not null.
-inline bool cutSegment(FirstTriangle const &first, double const *u0, double const *u1,
-                       double const *u2, double const *plane2, double shortSquare, double *p,
-                       double *q, int *sides = nullptr) {
-    int coplanar = 0;
+// `inside`, when enabled, lets triangles deep inside the first one skip part of the test.
+inline bool cutSegment(FirstTriangle const &first, InsideCut const &inside, double const *u0,
+                       double const *u1, double const *u2, double const *plane2,
+                       double shortSquare, double *p, double *q, int *sides = nullptr) {
     double du[3];
     if (!secondCornersStraddle(first, u0, u1, u2, du)) return false;
-    if (intersectStraddling(first, u0, u1, u2, plane2, du, &coplanar, p, q, sides) == 0) return false;
+    double dir[3];
+    cross3(dir, first.n, plane2);
+    if (inside.applies(plane2, dir)) {
+        int const index = projectionAxis(dir);
+        double const *cornerB[3] = {u0, u1, u2};
+        double const pb[3] = {u0[index], u1[index], u2[index]};
+        Interval ib;
+        if (!computeInterval(pb, du, du[0] * du[1], du[0] * du[2], ib)) return false;
+        int const lowB = ib.end[0] > ib.end[1] ? 1 : 0, highB = 1 - lowB;
+        ib.point(cornerB, lowB, p);
+        ib.point(cornerB, highB, q);
+        if (sides) {
+            int const fromB[2] = {lowB, highB};
+            segmentSides(ib, du, fromB, sides);
+        }
+    } else {
+        int coplanar = 0;
+        if (intersectStraddling(first, u0, u1, u2, plane2, du, &coplanar, p, q, sides) == 0) return false;
+    }
     double const dx = p[0] - q[0];
     double const dy = p[1] - q[1];
     double const dz = p[2] - q[2];
