@@ -54,6 +54,18 @@ void cellOf(double q, double m, std::int64_t &cell, bool &below, bool &above) {
     above = frac >= 1.0 - slack;
 }
 
+// The cell of a key's quotient q = k / width when width >= 32 windows, at least 4e-15 of the
+// largest |x| + |y| + |z|: then |q| < 2^45, so the conversion is exact and the fraction q -
+// floor(q) is known within 2^-7. A key's matches (within a window) lie in its cell or, when the
+// fraction is within 1/32 (plus that rounding, so within 1/16) of a border, across it.
+void keyCell(double q, std::int64_t &cell, bool &below, bool &above) {
+    cell = static_cast<std::int64_t>(q);
+    cell -= static_cast<double>(cell) > q;
+    double const frac = q - static_cast<double>(cell);
+    below = frac < 0.0625;
+    above = frac > 0.9375;
+}
+
 std::size_t mix(std::int64_t i, std::int64_t j, std::int64_t k) {
     std::uint64_t h = static_cast<std::uint64_t>(i) * 0x9E3779B97F4A7C15ull;
     h ^= static_cast<std::uint64_t>(j) * 0xC2B2AE3D27D4EB4Full;
@@ -354,7 +366,7 @@ private:
             if (std::isnan(k)) continue;
             std::int64_t cell;
             bool below, above;
-            cellOf(k * scale, 1.0 / 32.0, cell, below, above);
+            keyCell(k * scale, cell, below, above);
             cells_[r] = cell;
             border[r] = static_cast<std::uint8_t>(below | (above << 1));
             file(cell);
@@ -435,7 +447,7 @@ private:
             }
             std::int64_t cell;
             bool below, above;
-            cellOf(k * scale, 1.0 / 32.0, cell, below, above);
+            keyCell(k * scale, cell, below, above);
             cells_[e] = cell;
             Index const entry = static_cast<Index>(e);
             probe(cell, entry);

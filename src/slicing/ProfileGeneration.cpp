@@ -142,8 +142,8 @@ struct PlaneCut {
 // triangles that the cell index offers (`offered`).
 PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
                          IndexMembership const &offered,
-                         std::vector<PlaneSweep::Candidate> const &candidates, double shortSquare,
-                         PlaneCut &cut) {
+                         PlaneSweep const &sweep, std::vector<PlaneSweep::Listed> const &candidates,
+                         double shortSquare, PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
     std::size_t const most = candidates.size();
     cut.segments.resize(most);
@@ -151,7 +151,8 @@ PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCu
     cut.sides.resize(2 * most);
     cut.across.resize(2 * most);
     std::size_t m = 0;
-    for (PlaneSweep::Candidate const &candidate : candidates) {
+    for (PlaneSweep::Listed const &listed : candidates) {
+        PlaneSweep::Candidate const &candidate = sweep.candidate(listed.slot);
         double const *u = candidate.corners;
         double *p = &cut.segments[m].first.vector()[0];
         double *q = &cut.segments[m].second.vector()[0];
@@ -326,6 +327,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         std::uint32_t const *row = mesh.corners->data() + 3 * static_cast<std::size_t>(t);
         if (stage == 0) {
             __builtin_prefetch(row);
+            __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
             return;
         }
         for (int c = 0; c < 3; ++c) __builtin_prefetch(mesh.point(row[c]));
@@ -335,7 +337,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
 #endif
     };
     PlaneSweep sweep;
-    sweep.reset(groups, triangleCount, interval, corners);
+    sweep.reset(groups, triangleCount, interval);
     std::vector<std::uint64_t> cutAs(triangleCount, 0);
     std::uint32_t planeNumber = 0;
     double const shortSquare = slicing::shortSegmentSquare();
@@ -344,7 +346,6 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     PlaneCut cut;
     SegmentChainer chainer;
     std::vector<PLC *> copies;   // a repeated plane's contours, not yet delivered
-    std::vector<PlaneSweep::Candidate> everyTriangle;   // for a plane the sweep has passed (never expected)
     std::size_t nextGroup = 0;
     int counter = 0;
     bool havePrevious = false;
@@ -370,19 +371,15 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
 
         std::size_t const group = static_cast<std::size_t>(
             std::lower_bound(groups.begin(), groups.end(), distance) - groups.begin());
-        std::vector<PlaneSweep::Candidate> const *candidates = nullptr;
-        if (group >= nextGroup) {
-            while (nextGroup <= group) {
-                candidates = &sweep.next(corners, prefetch);
-                ++nextGroup;
-            }
-        } else {
-            if (everyTriangle.empty())
-                for (std::size_t t = 0; t < triangleCount; ++t) {
-                    everyTriangle.push_back(PlaneSweep::Candidate{{}, {}, {}, static_cast<Index>(t), PlaneSweep::kNever});
-                    PlaneSweep::fill(everyTriangle.back(), t, corners);
-                }
-            candidates = &everyTriangle;
+        // Distances ascend, so groups come in order; should one not, the sweep starts over.
+        if (group < nextGroup) {
+            sweep.reset(groups, triangleCount, interval);
+            nextGroup = 0;
+        }
+        std::vector<PlaneSweep::Listed> const *candidates = nullptr;
+        while (nextGroup <= group) {
+            candidates = &sweep.next(corners, prefetch);
+            ++nextGroup;
         }
 
         // The plane's cutting triangle and the cells its box covers.
@@ -397,7 +394,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             // Every registered triangle lies in the vertices' box (when all are tame).
             slicing::InsideCut inside;
             if (mesh.allTame) inside.prepare(cutter, mesh.lower, mesh.upper);
-            cutCandidates(cutter, inside, IndexMembership(grid, query), *candidates, shortSquare, cut);
+            cutCandidates(cutter, inside, IndexMembership(grid, query), sweep, *candidates, shortSquare, cut);
         } else {
             cut.clear();
         }
