@@ -223,31 +223,33 @@ public:
         Index front = static_cast<Index>(2 * start), back = front + 1;
         while (unused_ > 0) {
             Index best = earliestUnused(back, earliestUnused(front, kNone));
-            double tolerance = ladder.front();
-            if (best == kNone) {
+            Index const p = 2 * best, q = p + 1;
+            // The four tests in order. At the finest tolerance the table answers them: an end
+            // matches the chain's front exactly when it is among the front end's matches (the
+            // front point is a copy of that end's point).
+            int action;
+            if (best != kNone) {
+                action = matches(front, p) ? 0 : matches(front, q) ? 1 : matches(back, p) ? 2 : 3;
+            } else {
                 std::size_t level = ladder.size();
                 coarseBest(point(front), point(back), level, best);
                 if (best == kNone) break;
-                tolerance = ladder[level];
+                double const t = ladder[level];
+                SegmentEnds const &s = segments_[best];
+                Point3D const &f = point(front);
+                Point3D const &b = point(back);
+                action = endsMatch(f, s.first, t) ? 0 : endsMatch(f, s.second, t) ? 1 : endsMatch(b, s.first, t) ? 2 : 3;
             }
-            SegmentEnds const &s = segments_[best];
             used_[best] = 1;
             --unused_;
-            Point3D const &f = point(front);
-            Point3D const &b = point(back);
-            Index const p = 2 * best, q = p + 1;
-            if (endsMatch(f, s.first, tolerance)) {
-                chain_[--head] = ChainPoint{best, 1};
-                front = q;
-            } else if (endsMatch(f, s.second, tolerance)) {
-                chain_[--head] = ChainPoint{best, 0};
-                front = p;
-            } else if (endsMatch(b, s.first, tolerance)) {
-                chain_[tail++] = ChainPoint{best, 1};
-                back = q;
+            Index const far = (action & 1) ? 2 * best : 2 * best + 1;   // the end not matched
+            ChainPoint const added{best, static_cast<int>(far & 1)};
+            if (action < 2) {
+                chain_[--head] = added;
+                front = far;
             } else {
-                chain_[tail++] = ChainPoint{best, 0};
-                back = p;
+                chain_[tail++] = added;
+                back = far;
             }
         }
         first = chain_.data() + head;
@@ -273,6 +275,16 @@ private:
             return;
         }
         for (Index k = manyStart_[entry]; k < manyStart_[entry + 1]; ++k) f(manyList_[k]);
+    }
+
+    // Whether end `other` (of another segment) matches end `entry`'s point at the finest
+    // tolerance.
+    bool matches(Index entry, Index other) const {
+        Index const l = link_[entry];
+        if (l != kMany) return l == other;
+        for (Index k = manyStart_[entry]; k < manyStart_[entry + 1]; ++k)
+            if (manyList_[k] == other) return true;
+        return false;
     }
 
     // The earliest unused segment below `best` with an end matching `entry`'s point at the
