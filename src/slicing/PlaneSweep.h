@@ -34,12 +34,10 @@ public:
     using Index = std::uint32_t;
     static constexpr Index kNever = std::numeric_limits<Index>::max();
 
-    // A listed triangle's data: its corners (x, y, z of corner 0, 1, 2), its plane (N2 then
-    // d2, as the triangle test forms it), what lies across each of its sides (for the
-    // caller) and its index.
+    // A listed triangle's data: its shape for the triangle test (corners, plane, products),
+    // what lies across each of its sides (for the caller) and its index.
     struct Candidate {
-        double corners[9];
-        double plane[4];
+        SecondTriangle shape;
         Index across[3];
         Index triangle;
     };
@@ -65,8 +63,8 @@ public:
     }
 
     // The listed triangles of the next group, ascending by triangle; call once per group, in
-    // order. `describe(t, corners, across)` writes entering triangle t's corners (9 doubles)
-    // and what lies across its sides (3 values). `prefetch(t, stage)` is told of entering
+    // order. `describe(t, candidate)` fills entering triangle t's shape and what lies across
+    // its sides. `prefetch(t, stage)` is told of entering
     // triangle t some entries before describe is called for it: stage 0 far ahead (for what
     // locates its data), stage 1 nearer (for the data itself); it must not change anything
     // observable. The list and the candidates stay valid until the next call.
@@ -84,8 +82,7 @@ public:
             Index const t = filed_[p];
             Index const slot = take();
             Candidate &c = pool_[slot];
-            describe(t, c.corners, c.across);
-            secondPlane(c.corners, c.corners + 3, c.corners + 6, c.plane);
+            describe(t, c);
             c.triangle = t;
             entering_.push_back(Listed{t, slot, filedLast_[p]});
         }

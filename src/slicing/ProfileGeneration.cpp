@@ -47,6 +47,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -141,7 +142,7 @@ struct PlaneCut {
 // Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
 // triangles that the cell index offers (`offered`).
 PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
-                         IndexMembership const &offered,
+                         bool sharedNormal, IndexMembership const &offered,
                          PlaneSweep const &sweep, std::vector<PlaneSweep::Listed> const &candidates,
                          double shortSquare, PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
@@ -153,11 +154,11 @@ PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCu
     std::size_t m = 0;
     for (PlaneSweep::Listed const &listed : candidates) {
         PlaneSweep::Candidate const &candidate = sweep.candidate(listed.slot);
-        double const *u = candidate.corners;
+        double const *u = candidate.shape.corners;
         double *p = &cut.segments[m].first.vector()[0];
         double *q = &cut.segments[m].second.vector()[0];
         int sides[2];
-        if (!slicing::cutSegment(cutter, inside, u, u + 3, u + 6, candidate.plane, shortSquare, p, q, sides)) continue;
+        if (!slicing::cutSegment(cutter, inside, sharedNormal, candidate.shape, shortSquare, p, q, sides)) continue;
         // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
         double lower[3], upper[3];
         for (int a = 0; a < 3; ++a) {
@@ -312,14 +313,36 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     };
     std::vector<std::uint32_t> neighbour;
     slicing::findSideNeighbours(*cornerIndices, triangulation->vertexList().size(), neighbour);
-    auto corners = [&](std::size_t t, double *nine, std::uint32_t *across) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            double const *p = mesh.point(mesh.corner(t, c));
-            nine[3 * c] = p[0];
-            nine[3 * c + 1] = p[1];
-            nine[3 * c + 2] = p[2];
-            across[c] = neighbour[3 * t + c];
+    // A plane's cutting triangle, as points and prepared for the test.
+    auto cutterFor = [&](double distance, Point3D *corners, slicing::FirstTriangle &first) {
+        slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
+        double v[3][3];
+        for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
+        slicing::prepareFirstTriangle(v[0], v[1], v[2], first);
+    };
+    // The cutting triangles' normal, when all planes share one bit for bit (planes along a
+    // coordinate axis do): then each triangle's products with it are formed once.
+    double sharedNormal[3] = {0, 0, 0};
+    bool shared = true, seen = false;
+    for (double d : groups) {
+        Point3D corners[3];
+        slicing::FirstTriangle first;
+        cutterFor(d, corners, first);
+        if (!seen) std::copy(first.n, first.n + 3, sharedNormal);
+        shared = std::memcmp(first.n, sharedNormal, sizeof sharedNormal) == 0;
+        seen = true;
+        if (!shared) break;
+    }
+    auto corners = [&](std::size_t t, PlaneSweep::Candidate &c) {
+        double *nine = c.shape.corners;
+        for (std::size_t k = 0; k < 3; ++k) {
+            double const *p = mesh.point(mesh.corner(t, k));
+            nine[3 * k] = p[0];
+            nine[3 * k + 1] = p[1];
+            nine[3 * k + 2] = p[2];
+            c.across[k] = neighbour[3 * t + k];
         }
+        c.shape.prepare(shared ? sharedNormal : nullptr);
     };
     // Entering triangles' corner indices, then their vertices, are requested ahead of use.
     auto prefetch = [&](Index t, int stage) {
@@ -384,17 +407,14 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
 
         // The plane's cutting triangle and the cells its box covers.
         Point3D corners[3];
-        slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
-        double v[3][3];
-        for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
-        slicing::prepareFirstTriangle(v[0], v[1], v[2], cutter);
+        cutterFor(distance, corners, cutter);
         CellBlock query;
         bool const reached = grid.queryBlock(VoxelGrid::cornerBox(corners[0], corners[1], corners[2]), query);
         if (reached) {
             // Every registered triangle lies in the vertices' box (when all are tame).
             slicing::InsideCut inside;
             if (mesh.allTame) inside.prepare(cutter, mesh.lower, mesh.upper);
-            cutCandidates(cutter, inside, IndexMembership(grid, query), sweep, *candidates, shortSquare, cut);
+            cutCandidates(cutter, inside, shared, IndexMembership(grid, query), sweep, *candidates, shortSquare, cut);
         } else {
             cut.clear();
         }

@@ -290,11 +290,37 @@ struct InsideCut {
         enabled = true;
     }
 
-    // Whether the shortcut gives the test's outcome for a second triangle of plane `plane2`
-    // (N2 then d2) with D = N1 x N2.
-    bool applies(double const *plane2, double const *d) const {
-        double const n2Square = dot3(plane2, plane2);
-        return enabled && n2Square >= normSquare && dot3(d, d) >= sineSquare * n2Square;
+    // Whether the shortcut gives the test's outcome for a second triangle with N2 . N2 =
+    // planeSquare and D . D = dirSquare, D = N1 x N2.
+    bool applies(double planeSquare, double dirSquare) const {
+        return enabled && planeSquare >= normSquare && dirSquare >= sineSquare * planeSquare;
+    }
+};
+
+// A second triangle of the slicer with what its tests against many cutting triangles can
+// share. Its plane is its own. When the cutting triangles all have one normal N1, bit for bit
+// (as the planes along a coordinate axis do), the products with N1 are the same for every
+// plane too, and are formed once (prepared with that normal; `shared` tells).
+struct SecondTriangle {
+    double corners[9];
+    double plane[4];      // N2, d2
+    double dots[3];       // N1 . corner k
+    double dir[3];        // D = N1 x N2
+    double planeSquare;   // N2 . N2
+    double dirSquare;     // D . D
+    int axis;             // projectionAxis(D)
+    bool shared;
+
+    // With the corners set: the plane, and the shared products when `normal` is not null.
+    void prepare(double const *normal) {
+        secondPlane(corners, corners + 3, corners + 6, plane);
+        planeSquare = dot3(plane, plane);
+        shared = normal != nullptr;
+        if (!shared) return;
+        for (int k = 0; k < 3; ++k) dots[k] = dot3(normal, corners + 3 * k);
+        cross3(dir, normal, plane);
+        dirSquare = dot3(dir, dir);
+        axis = projectionAxis(dir);
     }
 };
 
@@ -316,16 +342,30 @@ double shortSegmentSquare();
 // The cut test of the slicer's wrapper: a found segment shorter than 1e-10 (Euclidean, as
 // Point3D::distance computes it) is no cut. Writes the two end points on success, and their
 // sides (see intersectStraddling) when `sides` is not null.
-// `inside`, when enabled, lets triangles deep inside the first one skip part of the test.
-inline bool cutSegment(FirstTriangle const &first, InsideCut const &inside, double const *u0,
-                       double const *u1, double const *u2, double const *plane2,
-                       double shortSquare, double *p, double *q, int *sides = nullptr) {
+// `inside`, when enabled, lets triangles deep inside the first one skip part of the test;
+// `sharedNormal` says that the first triangle's normal is the one `second` was prepared with.
+inline bool cutSegment(FirstTriangle const &first, InsideCut const &inside, bool sharedNormal,
+                       SecondTriangle const &second, double shortSquare, double *p, double *q,
+                       int *sides = nullptr) {
+    double const *u0 = second.corners, *u1 = u0 + 3, *u2 = u0 + 6;
+    bool const shared = sharedNormal && second.shared;
     double du[3];
-    if (!secondCornersStraddle(first, u0, u1, u2, du)) return false;
-    double dir[3];
-    cross3(dir, first.n, plane2);
-    if (inside.applies(plane2, dir)) {
-        int const index = projectionAxis(dir);
+    if (shared) {
+        for (int k = 0; k < 3; ++k) du[k] = snapZero(second.dots[k] + first.d);
+        if (du[0] * du[1] > 0.0 && du[0] * du[2] > 0.0) return false;
+    } else if (!secondCornersStraddle(first, u0, u1, u2, du)) {
+        return false;
+    }
+    double dirFormed[3];
+    double const *dir = second.dir;
+    double dirSquare = second.dirSquare;
+    if (!shared) {
+        cross3(dirFormed, first.n, second.plane);
+        dir = dirFormed;
+        dirSquare = dot3(dir, dir);
+    }
+    if (inside.applies(second.planeSquare, dirSquare)) {
+        int const index = shared ? second.axis : projectionAxis(dir);
         double const *cornerB[3] = {u0, u1, u2};
         double const pb[3] = {u0[index], u1[index], u2[index]};
         Interval ib;
@@ -339,7 +379,8 @@ inline bool cutSegment(FirstTriangle const &first, InsideCut const &inside, doub
         }
     } else {
         int coplanar = 0;
-        if (intersectStraddling(first, u0, u1, u2, plane2, du, &coplanar, p, q, sides) == 0) return false;
+        if (intersectStraddling(first, u0, u1, u2, second.plane, du, &coplanar, p, q, sides) == 0)
+            return false;
     }
     double const dx = p[0] - q[0];
     double const dy = p[1] - q[1];

@@ -80,10 +80,11 @@ TEST(TriangleIntersection, CoplanarFlagAndArgumentOrder) {
 
 namespace {
 
-// The shortcut for triangles deep inside the cutting triangle against the full test, on
-// random planes and boxes and triangles of every awkward kind inside the boxes: crossing,
-// with a corner or a side in the plane, nearly parallel to it, tiny, slivers and degenerate.
-// Outcome, end points (bit for bit) and sides must agree.
+// The shortcut for triangles deep inside the cutting triangle, with and without the products
+// shared by planes of one normal, against the full test, on random planes and boxes and
+// triangles of every awkward kind inside the boxes: crossing, with a corner or a side in the
+// plane, nearly parallel to it, tiny, slivers and degenerate. Outcome, end points (bit for
+// bit) and sides must agree.
 TEST(TriangleIntersection, InsideShortcutMatchesFullTest) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<double> unit(-1.0, 1.0), positive(0.0, 1.0);
@@ -139,21 +140,25 @@ TEST(TriangleIntersection, InsideShortcutMatchesFullTest) {
             case 7: u[2] = u[0].mid(u[1]) + Vector3D(1, -1, 1) * (std::pow(10.0, -9.0 - 8.0 * positive(rng)) * size); break;   // sliver
             default: break;
             }
-            double c[3][3], plane[4];
-            for (int k = 0; k < 3; ++k) u[k].vector().doubleArray(c[k]);
-            slicing::secondPlane(c[0], c[1], c[2], plane);
-            double dir[3];
-            slicing::cross3(dir, cutter.n, plane);
-            shortcut += inside.applies(plane, dir);
-            double p1[3], q1[3], p2[3], q2[3];
-            int s1[2] = {9, 9}, s2[2] = {9, 9};
-            bool const fast = slicing::cutSegment(cutter, inside, c[0], c[1], c[2], plane, shortSquare, p1, q1, s1);
-            bool const full = slicing::cutSegment(cutter, slicing::InsideCut(), c[0], c[1], c[2], plane, shortSquare, p2, q2, s2);
-            ASSERT_EQ(fast, full) << round << " " << t;
-            if (!fast) continue;
+            // The shape alone, with products shared by planes of this normal, and the full test.
+            slicing::SecondTriangle plain, products;
+            for (int k = 0; k < 3; ++k) u[k].vector().doubleArray(plain.corners + 3 * k);
+            products = plain;
+            plain.prepare(nullptr);
+            products.prepare(cutter.n);
+            shortcut += inside.applies(products.planeSquare, products.dirSquare);
+            double p[3][3], q[3][3];
+            int sd[3][2];
+            bool const full = slicing::cutSegment(cutter, slicing::InsideCut(), false, plain, shortSquare, p[0], q[0], sd[0]);
+            bool const fast = slicing::cutSegment(cutter, inside, false, plain, shortSquare, p[1], q[1], sd[1]);
+            bool const shared = slicing::cutSegment(cutter, inside, true, products, shortSquare, p[2], q[2], sd[2]);
+            ASSERT_TRUE(fast == full && shared == full) << round << " " << t;
+            if (!full) continue;
             ++cuts;
-            ASSERT_TRUE(std::equal(p1, p1 + 3, p2) && std::equal(q1, q1 + 3, q2)) << round << " " << t;
-            ASSERT_TRUE(s1[0] == s2[0] && s1[1] == s2[1]) << round << " " << t;
+            for (int k = 1; k < 3; ++k) {
+                ASSERT_TRUE(std::equal(p[k], p[k] + 3, p[0]) && std::equal(q[k], q[k] + 3, q[0])) << round << " " << t;
+                ASSERT_TRUE(sd[k][0] == sd[0][0] && sd[k][1] == sd[0][1]) << round << " " << t;
+            }
         }
     }
     EXPECT_GT(shortcut, 30000);   // the shortcut is the usual path
