@@ -18,17 +18,25 @@
 //     (TriangleIntersection.h), and a cut is kept only if the cell index would have offered
 //     the triangle: its registration block meets the plane's query block. That check costs
 //     a few comparisons per cut and makes the equivalence exact, also where the cell rules
-//     (clamping, the cutting triangle's limited box) decide.
-//  3. Repeated segments are removed (DuplicateSegments.h) and the rest chained by the shared
-//     chainer, which builds the one-step stitching's chains in near-linear time.
+//     (clamping, the cutting triangle's limited box) decide. Two shortcuts leave the test's
+//     outcome bit for bit as it is: where the whole mesh lies deep inside the cutting
+//     triangle, a triangle's cut is its own interval on the line of intersection
+//     (InsideCut), and where all planes share one normal (slicing along an axis), a
+//     triangle's products with that normal are formed once, when it enters the sweep.
+//  3. Cuts of one plane through one mesh edge meet: the cut's ends record the triangle sides
+//     they lie on, and the sides shared by two triangles (SideNeighbours.h) pair them. The
+//     shared chainer adopts these pairs as the finest-level matches once it has verified
+//     them (where it cannot, vertices in the plane, coincident sheets, it finds the matches
+//     from the coordinates), drops repeated segments and builds the one-step stitching's
+//     chains in linear time.
 //  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
 //     copies (a flat mesh sliced n times costs one plane, not n).
 //
-// Nothing is allocated per candidate, and per plane only the delivered contours (and what
-// the shared chainer uses inside): vertex coordinates and projections are read once per call
-// into flat arrays, corner indices come from the cell index (read once, at construction), a
-// triangle's corners are copied into the sweep's list once, when it enters, and the
-// per-plane buffers are reused.
+// Nothing is allocated per candidate, and per plane only the delivered contours: vertex
+// coordinates and projections are read once per call into flat arrays, corner indices come
+// from the cell index (read once, at construction), a triangle's data are gathered into the
+// sweep's pool once, when it enters, and the per-plane buffers (cut, pairs, chainer) are
+// reused.
 #include "Profiler.h"
 
 #include "Direction3D.h"
@@ -133,15 +141,9 @@ struct PlaneCut {
     }
 };
 
-#if defined(ORVANE_PROFILE_PHASES)
-#define PHASE __attribute__((noinline))
-#else
-#define PHASE
-#endif
-
 // Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
 // triangles that the cell index offers (`offered`).
-PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
+void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
                          bool sharedNormal, IndexMembership const &offered,
                          PlaneSweep const &sweep, std::vector<PlaneSweep::Listed> const &candidates,
                          double shortSquare, PlaneCut &cut) {
@@ -183,7 +185,7 @@ PHASE void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCu
 // t and the end on the side across it, when that triangle was cut in this plane as well.
 // `cutAs` (per triangle) holds, for the triangles cut in plane `plane` (high 32 bits), the
 // segment (low 32 bits).
-PHASE void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
+void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
     std::size_t const n = cut.segments.size();
     std::uint64_t const stamp = static_cast<std::uint64_t>(plane) << 32;
     for (std::size_t s = 0; s < n; ++s) cutAs[cut.triangles[s]] = stamp | s;
@@ -253,7 +255,7 @@ void copyContours(std::vector<PLC *> const &out, std::size_t first, std::size_t 
 }
 
 // Chains the plane's segments (repeats dropped) and delivers one contour per chain.
-PHASE void chainAndDeliver(PlaneCut &cut, SegmentChainer &chainer, std::vector<PLC *> &out, int &counter) {
+void chainAndDeliver(PlaneCut &cut, SegmentChainer &chainer, std::vector<PLC *> &out, int &counter) {
     if (cut.segments.empty()) return;
     chainer.reset(cut.segments.data(), cut.segments.size(), cut.partners.data());
     chainer.dropRepeats();
