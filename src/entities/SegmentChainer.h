@@ -20,7 +20,9 @@
 // end, the ends of other segments that match it at the finest tolerance: usually exactly one,
 // the neighbour on the contour. A step then reads the candidates of the chain's two ends from
 // that table, which is exact (it holds every finest-level match), so the earliest-segment rule
-// is applied literally to a set of one or two. The coarser tolerances are consulted only when
+// is applied literally to a set of one or two. A producer that knows which ends meet (the
+// slicer: two cuts of one mesh edge) may offer that as the table, which the chainer verifies
+// instead of searching. The coarser tolerances are consulted only when
 // neither end has an unused finest-level match: at the end of every chain (a closed loop
 // still asks whether anything lies within 1e-3 of it) and at gaps.
 #include "Point3D.h"

@@ -142,11 +142,12 @@ struct PlaneCut {
 };
 
 // Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
-// triangles that the cell index offers (`offered`).
+// triangles that the cell index offers (`offered`). `inside` and `sharedNormal` are the
+// test's shortcuts for this plane (see TriangleIntersection.h).
 void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
-                         bool sharedNormal, IndexMembership const &offered,
-                         PlaneSweep const &sweep, std::vector<PlaneSweep::Listed> const &candidates,
-                         double shortSquare, PlaneCut &cut) {
+                   bool sharedNormal, IndexMembership const &offered, PlaneSweep const &sweep,
+                   std::vector<PlaneSweep::Listed> const &candidates, double shortSquare,
+                   PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
     std::size_t const most = candidates.size();
     cut.segments.resize(most);
