@@ -312,8 +312,8 @@ private:
     // That is checked through the representatives' scalar keys (as in findMatches, with the
     // window of 4t) filed in cells of 32 windows; a representative within a window of a cell
     // border is filed under the neighbour cell too, so two representatives within 4t share a
-    // cell. Cells are hashed into a bitmap of 64 bits per segment: a bit met twice is rare (a
-    // few per plane) and only the representatives of such bits are compared, exactly. Every
+    // cell. Cells are hashed into a bitmap of 64 to 128 bits per representative: a bit met twice
+    // is rare (a few per plane) and only the representatives of such bits are compared, exactly. Every
     // step is a linear pass with branches that almost always go one way.
     bool adoptPartners(Index const *partners) {
         std::size_t const entries = 2 * n_;
@@ -326,7 +326,7 @@ private:
             Index const h = partners[e];
             if (h != kNone) {
                 if (h >= entries) return false;
-                bad |= partners[h] != e || (h >> 1) == (e >> 1);
+                bad |= (partners[h] != e) | ((h >> 1) == (e >> 1));
             }
             reps_[reps] = static_cast<Index>(e);
             reps += h > e;   // the group's first end (kNone exceeds every end)
@@ -339,14 +339,14 @@ private:
             Point3D const &p = point(e);
             if (h != kNone && !endsMatch(p, point(h), finest)) return false;
             double const k = p.x() + kA * p.y() + kB * p.z();
-            // A point with a NaN or infinite coordinate matches nothing (and has no partner,
-            // by the test above): it is left out. A finite point whose key overflows is left
-            // to findMatches.
-            if (!finitePoint(p)) {
+            if (!std::isfinite(k)) {
+                // A point with a NaN or infinite coordinate (hence such a key) matches nothing
+                // (and has no partner, by the test above): it is left out. A finite point
+                // whose key overflows is left to findMatches.
+                if (finitePoint(p)) return false;
                 keys_[r] = std::numeric_limits<double>::quiet_NaN();
                 continue;
             }
-            if (!std::isfinite(k)) return false;
             keys_[r] = k;
             magnitude = std::max(magnitude, std::fabs(p.x()) + std::fabs(p.y()) + std::fabs(p.z()));
         }

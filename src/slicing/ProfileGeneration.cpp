@@ -155,7 +155,12 @@ void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut cons
     cut.sides.resize(2 * most);
     cut.across.resize(2 * most);
     std::size_t m = 0;
-    for (PlaneSweep::Listed const &listed : candidates) {
+    // Candidates sit in the sweep's pool in no particular order: each is requested a few
+    // entries ahead of use.
+    constexpr std::size_t kAhead = 4;
+    for (std::size_t k = 0; k < candidates.size(); ++k) {
+        if (k + kAhead < candidates.size()) sweep.prefetch(candidates[k + kAhead].slot);
+        PlaneSweep::Listed const &listed = candidates[k];
         PlaneSweep::Candidate const &candidate = sweep.candidate(listed.slot);
         double const *u = candidate.shape.corners;
         double *p = &cut.segments[m].first.vector()[0];

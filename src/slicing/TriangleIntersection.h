@@ -114,7 +114,7 @@ inline bool secondCornersStraddle(FirstTriangle const &first, double const *u0,
     du[0] = snapZero(dot3(first.n, u0) + first.d);
     du[1] = snapZero(dot3(first.n, u1) + first.d);
     du[2] = snapZero(dot3(first.n, u2) + first.d);
-    return !(du[0] * du[1] > 0.0 && du[0] * du[2] > 0.0);
+    return !((du[0] * du[1] > 0.0) & (du[0] * du[2] > 0.0));
 }
 
 // Where an end point of the segment lies on the second triangle: on the inside of its side
@@ -139,11 +139,17 @@ inline int projectionAxis(double const *d) {
 // joining the lone corner and corner other[k], unless one of the two lies in the first
 // triangle's plane.
 inline void segmentSides(Interval const &ib, double const *du, int const *fromB, int *sides) {
+    // The side joining corners l and o, by l + o (1: side 0, 2: side 2, 3: side 1); without
+    // branches, as which side it is varies at random from one triangle to the next.
+    static constexpr int sideOf[4] = {kNoSide, 0, 2, 1};
     for (int e = 0; e < 2; ++e) {
-        sides[e] = kNoSide;
-        if (fromB[e] < 0) continue;
+        if (fromB[e] < 0) {
+            sides[e] = kNoSide;
+            continue;
+        }
         int const l = ib.lone, o = ib.other[fromB[e]];
-        if (du[l] != 0.0 && du[o] != 0.0) sides[e] = l + o == 1 ? 0 : (l + o == 3 ? 1 : 2);
+        int const inside = (du[l] != 0.0) & (du[o] != 0.0);
+        sides[e] = sideOf[(l + o) * inside];
     }
 }
 
@@ -302,14 +308,15 @@ struct InsideCut {
 // (as the planes along a coordinate axis do), the products with N1 are the same for every
 // plane too, and are formed once (prepared with that normal; `shared` tells).
 struct SecondTriangle {
-    double corners[9];
-    double plane[4];      // N2, d2
+    // (What every plane reads first, in the first cache line.)
     double dots[3];       // N1 . corner k
-    double dir[3];        // D = N1 x N2
     double planeSquare;   // N2 . N2
     double dirSquare;     // D . D
     int axis;             // projectionAxis(D)
     bool shared;
+    double corners[9];
+    double plane[4];      // N2, d2
+    double dir[3];        // D = N1 x N2
 
     // With the corners set: the plane, and the shared products when `normal` is not null.
     void prepare(double const *normal) {
@@ -352,7 +359,7 @@ inline bool cutSegment(FirstTriangle const &first, InsideCut const &inside, bool
     double du[3];
     if (shared) {
         for (int k = 0; k < 3; ++k) du[k] = snapZero(second.dots[k] + first.d);
-        if (du[0] * du[1] > 0.0 && du[0] * du[2] > 0.0) return false;
+        if ((du[0] * du[1] > 0.0) & (du[0] * du[2] > 0.0)) return false;
     } else if (!secondCornersStraddle(first, u0, u1, u2, du)) {
         return false;
     }
