@@ -385,14 +385,18 @@ private:
             if (below) file(cell - 1);
             if (above) file(cell + 1);
         }
-        if (contested && crowded(reps, shift, apart)) return false;
         link_.assign(partners, partners + entries);
-        return true;
+        return !contested || repairCrowded(partners, reps, shift, apart);
     }
 
-    // Whether two representatives filed under one contested bit lie within `apart` of each
-    // other: the candidates, gathered by bit, are compared pairwise.
-    bool crowded(std::size_t reps, int shift, double apart) {
+    // Where representatives lie within `apart` of each other (a cut through or near a mesh
+    // vertex, a segment shorter than that), the claims are not the matches there: the ends of
+    // those groups (few) get their matches from the coordinates, compared with one another.
+    // Every other end keeps its claim: its group lies 4t from all others, and an end of a
+    // crowded group matches only ends of crowded groups. The candidates, representatives
+    // filed under one contested bit, are compared pairwise. False, with the table left to
+    // findMatches, when too many groups crowd for pairwise comparison.
+    bool repairCrowded(Index const *partners, std::size_t reps, int shift, double apart) {
         std::vector<std::pair<std::uint64_t, Index>> &filed = contested_;
         filed.clear();
         auto gather = [&](std::int64_t cell, std::size_t r) {
@@ -406,11 +410,33 @@ private:
             if (border_[r] & 2) gather(cells_[r] + 1, r);
         }
         std::sort(filed.begin(), filed.end());
+        std::vector<Index> &crowd = crowd_;   // ends of crowded groups
+        crowd.clear();
         for (std::size_t i = 0; i < filed.size(); ++i)
-            for (std::size_t j = i + 1; j < filed.size() && filed[j].first == filed[i].first; ++j)
-                if (endsMatch(point(reps_[filed[i].second]), point(reps_[filed[j].second]), apart))
-                    return true;
-        return false;
+            for (std::size_t j = i + 1; j < filed.size() && filed[j].first == filed[i].first; ++j) {
+                Index const a = reps_[filed[i].second], b = reps_[filed[j].second];
+                if (!endsMatch(point(a), point(b), apart)) continue;
+                for (Index e : {a, b}) {
+                    crowd.push_back(e);
+                    if (partners[e] != kNone) crowd.push_back(partners[e]);
+                }
+            }
+        if (crowd.empty()) return true;
+        std::sort(crowd.begin(), crowd.end());
+        crowd.erase(std::unique(crowd.begin(), crowd.end()), crowd.end());
+        if (crowd.size() > 256) return false;
+        double const finest = stitchTolerances().front();
+        pairs_.clear();
+        for (Index e : crowd) link_[e] = kNone;
+        for (std::size_t i = 0; i < crowd.size(); ++i)
+            for (std::size_t j = i + 1; j < crowd.size(); ++j) {
+                Index const x = crowd[i], y = crowd[j];
+                if ((x >> 1) == (y >> 1) || !endsMatch(point(x), point(y), finest)) continue;
+                pairs_.push_back(x);
+                pairs_.push_back(y);
+            }
+        linkPairs();
+        return true;
     }
 
     void findMatches() {
@@ -482,6 +508,12 @@ private:
             }
 
         link_.assign(entries, kNone);
+        linkPairs();
+    }
+
+    // Enters the matching pairs of pairs_ into the table, whose entries for their ends are
+    // kNone: one match as the link, several as kMany with the list.
+    void linkPairs() {
         bool many = false;
         for (std::size_t k = 0; k < pairs_.size(); k += 2)
             for (int side = 0; side < 2; ++side) {
@@ -494,6 +526,7 @@ private:
                 }
             }
         if (!many) return;
+        std::size_t const entries = 2 * n_;
         manyStart_.assign(entries + 1, 0);
         for (Index const e : pairs_) ++manyStart_[e + 1];
         for (std::size_t e = 0; e < entries; ++e) manyStart_[e + 1] += manyStart_[e];
@@ -552,6 +585,7 @@ private:
     std::vector<std::uint8_t> border_;            // per representative: filed below / above too
     std::vector<std::uint64_t> seen_, twice_;     // bitmaps of filed cells
     std::vector<std::pair<std::uint64_t, Index>> contested_;
+    std::vector<Index> crowd_;
 
     bool adopted_ = false;
     std::unique_ptr<EndHash> coarse_;

@@ -86,14 +86,15 @@ public:
     // `partners`, when given (2 * count values, kNoPartner or an end index 2 s + e), is the
     // producer's claim of which end each end meets: a cut through a mesh edge knows the cut of
     // the triangle across it. The claim is adopted only once verified: partners name each
-    // other and match at the finest tolerance, and no two unpaired ends or pairs come within
-    // four times that tolerance of each other, so that every finest-level match is a partner.
-    // Otherwise (vertices in the plane, coincident sheets, unwelded meshes) the matches are
-    // found from the coordinates alone. Either way the chains are the same.
+    // other and match at the finest tolerance, and where two unpaired ends or pairs come
+    // within four times that tolerance of each other (a cut through or near a mesh vertex, a
+    // very short segment) their matches are taken from the coordinates instead. When the claim
+    // does not hold together, or too many ends crowd (coincident sheets, unwelded meshes), all
+    // matches are found from the coordinates. Either way the chains are the same.
     static constexpr std::uint32_t kNoPartner = 0xFFFFFFFFu;
     void reset(SegmentEnds const *segments, std::size_t count,
                std::uint32_t const *partners = nullptr);
-    // Whether the last reset adopted the producer's partners.
+    // Whether the last reset adopted the producer's partners (repaired where ends crowd).
     bool adoptedPartners() const;
 
     // Marks as used (never chained) every segment that repeats an earlier kept one by
