@@ -26,9 +26,9 @@
 //  3. Cuts of one plane through one mesh edge meet: the cut's ends record the triangle sides
 //     they lie on, and the sides shared by two triangles (SideNeighbours.h) pair them. The
 //     shared chainer adopts these pairs as the finest-level matches once it has verified
-//     them (where it cannot, vertices in the plane, coincident sheets, it finds the matches
-//     from the coordinates), drops repeated segments and builds the one-step stitching's
-//     chains in linear time.
+//     them (taking the matches from the coordinates where ends crowd, near mesh vertices, or
+//     everywhere when the pairs do not hold together: coincident sheets, unwelded meshes),
+//     drops repeated segments and builds the one-step stitching's chains in linear time.
 //  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
 //     copies (a flat mesh sliced n times costs one plane, not n).
 //
