@@ -24,10 +24,11 @@
 //    distance is not finite (a mesh with NaN or infinite coordinates) is passed over.
 //  - Odd coordinates in the cell index: a cell quotient that is NaN counts as 0 and one
 //    beyond the integer range as that range's end, instead of an undefined conversion.
-//  - Segment records. The cut segments are recorded compactly (two end points, 48 bytes
-//    per segment) for the slicer's lifetime instead of one Edge and two Point3D objects
-//    each; edgeEnds/edgeByEnds hold only the segments materialised through recordSegment
-//    for the one-step stitching operations. The cell index reads the triangles' corner
+//  - Segment records. Every cut segment is recorded for the slicer's lifetime as the index
+//    of the triangle cut, under its plane's cutting triangle (about 4 bytes per segment; the
+//    end points are recomputed from them bit for bit), instead of one Edge and two Point3D
+//    objects each; edgeEnds/edgeByEnds hold only the segments materialised through
+//    recordSegment for the one-step stitching operations. The cell index reads the triangles' corner
 //    indices once, at construction, and keeps them (12 bytes per triangle); its cells are
 //    computed only if it is queried.
 #include "OrvaneExport.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <iterator>
 #include <stdexcept>
 
 namespace ORVANE_DATABASE {
@@ -63,19 +62,21 @@ void PlaneSweep::start(std::vector<double> const &groups, std::size_t triangles)
     lastGroup_.assign(triangles, kNever);
     filed_.assign(triangles, kNever);   // entering group for now, see finish()
     bucketStart_.assign(groups.size() + 1, 0);
-    everywhere_.clear();
     active_.clear();
+    pool_.clear();
+    free_.clear();
 }
 
-bool PlaneSweep::file(std::size_t t, double low, double high) {
-    if (!std::isfinite(low) || !std::isfinite(high)) return true;
-    std::size_t const first = firstAtLeast(low);
-    std::size_t const end = firstAbove(high);
-    if (first >= end) return false;
+void PlaneSweep::file(std::size_t t, double low, double high) {
+    std::size_t first = 0, end = groups_->size();
+    if (std::isfinite(low) && std::isfinite(high)) {
+        first = firstAtLeast(low);
+        end = firstAbove(high);
+    }
+    if (first >= end) return;
     filed_[t] = static_cast<Index>(first);
-    lastGroup_[t] = static_cast<Index>(end - 1);
+    lastGroup_[t] = std::isfinite(low) && std::isfinite(high) ? static_cast<Index>(end - 1) : kNever;
     ++bucketStart_[first + 1];
-    return false;
 }
 
 // A stable counting sort by entering group, so that every bucket is in ascending index.
@@ -93,14 +94,6 @@ void PlaneSweep::finish() {
         }
     filed_.swap(order);
     std::vector<Index>().swap(lastGroup_);
-}
-
-std::vector<PlaneSweep::Candidate> const &PlaneSweep::mergeEverywhere() {
-    result_.clear();
-    auto byTriangle = [](Candidate const &a, Candidate const &b) { return a.triangle < b.triangle; };
-    std::merge(active_.begin(), active_.end(), everywhere_.begin(), everywhere_.end(),
-               std::back_inserter(result_), byTriangle);
-    return result_;
 }
 
 }  // namespace slicing

@@ -10,12 +10,14 @@
 // O(T) filing: the work follows the cross-sections, not triangles x planes, whatever the
 // direction.
 //
-// The list carries each triangle's corner coordinates: a triangle stays listed for every
-// plane that crosses it, so its corners are fetched from the mesh once, when it enters,
-// and the per-plane loop reads one contiguous array instead of three scattered vertices.
+// A listed triangle's data (its corners, its plane, what lies across its sides) is gathered
+// from the mesh once, when it enters, into a slot of a pool that it keeps until it leaves; the
+// list itself is a few indices per triangle, so keeping it in order from plane to plane moves
+// 12 bytes per listed triangle, not the data. The pool holds only the triangles listed at
+// once, so it stays in cache while the per-plane loop reads it.
 //
 // Triangles whose interval is unknown (a NaN or infinite bound) are candidates of every
-// group; they are merged into each list in index order.
+// group: they enter at the first group and never leave.
 #include "slicing/TriangleIntersection.h"
 
 #include <algorithm>
@@ -32,101 +34,105 @@ public:
     using Index = std::uint32_t;
     static constexpr Index kNever = std::numeric_limits<Index>::max();
 
-    // A listed triangle: its corners (x, y, z of corner 0, 1, 2), its index, and the last
-    // group its interval reaches.
-    // The plane (N2 then d2, as the triangle test forms it) and the corners' box are derived
-    // from the corners once, when the triangle enters (fill), not per plane.
+    // A listed triangle's data: its shape for the triangle test (corners, plane, products),
+    // what lies across each of its sides (for the caller) and its index.
     struct Candidate {
-        double corners[9];
-        double plane[4];
-        double lower[3], upper[3];
+        SecondTriangle shape;
+        Index across[3];
         Index triangle;
+    };
+    // An entry of the list: the triangle, its slot in the pool, the last group it reaches.
+    struct Listed {
+        Index triangle;
+        Index slot;
         Index last;
     };
-    // Fetches t's corners through `corners` and derives the rest.
-    template <class Corners>
-    static void fill(Candidate &c, std::size_t t, Corners &&corners) {
-        corners(t, c.corners);
-        double const *u = c.corners;
-        secondPlane(u, u + 3, u + 6, c.plane);
-        for (int a = 0; a < 3; ++a) {
-            c.lower[a] = std::min(std::min(u[a], u[3 + a]), u[6 + a]);
-            c.upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
-        }
-    }
 
     // `groups`: strictly ascending finite plane distances (kept by reference; must outlive
     // the sweep). `interval(t, low, high)` gives triangle t's interval, a NaN or infinite
-    // bound making t a candidate of every group; `corners(t, nine)` writes its corners.
-    // Restarts the sweep before the first group.
-    template <class Interval, class Corners>
-    void reset(std::vector<double> const &groups, std::size_t triangles, Interval &&interval,
-               Corners &&corners) {
+    // bound making t a candidate of every group. Restarts the sweep before the first group.
+    template <class Interval>
+    void reset(std::vector<double> const &groups, std::size_t triangles, Interval &&interval) {
         start(groups, triangles);
         for (std::size_t t = 0; t < triangles; ++t) {
             double low = 0.0, high = 0.0;
             interval(t, low, high);
-            if (file(t, low, high)) {
-                everywhere_.push_back(Candidate{{}, {}, {}, {}, static_cast<Index>(t), kNever});
-                fill(everywhere_.back(), t, corners);
-            }
+            file(t, low, high);
         }
         finish();
     }
 
-    // Candidates of the next group, ascending by triangle; call once per group, in order.
-    // `corners(t, nine)` fetches the corners of entering triangles. The reference stays
-    // valid until the next call.
-    // `prefetch(t, stage)`, when given, is told of triangle t some entries before its corners
-    // are fetched: stage 0 far ahead (for what locates the corners), stage 1 nearer (for the
-    // corners themselves). It must not change anything observable.
-    template <class Corners>
-    std::vector<Candidate> const &next(Corners &&corners) {
-        return next(corners, [](Index, int) {});
-    }
-    template <class Corners, class Prefetch>
-    std::vector<Candidate> const &next(Corners &&corners, Prefetch &&prefetch) {
+    // The listed triangles of the next group, ascending by triangle; call once per group, in
+    // order. `describe(t, candidate)` fills entering triangle t's shape and what lies across
+    // its sides. `prefetch(t, stage)` is told of entering
+    // triangle t some entries before describe is called for it: stage 0 far ahead (for what
+    // locates its data), stage 1 nearer (for the data itself); it must not change anything
+    // observable. The list and the candidates stay valid until the next call.
+    template <class Describe, class Prefetch>
+    std::vector<Listed> const &next(Describe &&describe, Prefetch &&prefetch) {
         std::size_t const g = group_++;
-        // The entering triangles first, in a loop of their own: their corner fetches are the
-        // sweep's only scattered reads, and independent, so they overlap (helped along by
-        // prefetching some entries ahead).
+        // The entering triangles first, in a loop of their own: their data are the sweep's
+        // only scattered reads, and independent, so they overlap (helped along by prefetching
+        // some entries ahead).
         entering_.clear();
         std::size_t const bucketEnd = bucketStart_[g + 1];
         for (std::size_t p = bucketStart_[g]; p < bucketEnd; ++p) {
             if (p + kFar < bucketEnd) prefetch(filed_[p + kFar], 0);
             if (p + kNear < bucketEnd) prefetch(filed_[p + kNear], 1);
-            entering_.push_back(Candidate{{}, {}, {}, {}, filed_[p], filedLast_[p]});
-            fill(entering_.back(), filed_[p], corners);
+            Index const t = filed_[p];
+            Index const slot = take();
+            Candidate &c = pool_[slot];
+            describe(t, c);
+            c.triangle = t;
+            entering_.push_back(Listed{t, slot, filedLast_[p]});
         }
         // Survivors of the previous group merged with the entering ones, both ascending.
         scratch_.clear();
-        Candidate const *in = entering_.data();
-        Candidate const *inEnd = in + entering_.size();
-        for (Candidate const &c : active_) {
-            if (c.last < g) continue;
-            while (in != inEnd && in->triangle < c.triangle) scratch_.push_back(*in++);
-            scratch_.push_back(c);
+        Listed const *in = entering_.data();
+        Listed const *inEnd = in + entering_.size();
+        for (Listed const &l : active_) {
+            if (l.last < g) {
+                free_.push_back(l.slot);
+                continue;
+            }
+            while (in != inEnd && in->triangle < l.triangle) scratch_.push_back(*in++);
+            scratch_.push_back(l);
         }
         scratch_.insert(scratch_.end(), in, inEnd);
         active_.swap(scratch_);
-        if (everywhere_.empty()) return active_;
-        return mergeEverywhere();
+        return active_;
     }
 
-    // Whether some triangle has an unknown interval (is a candidate of every group).
-    bool everywhere() const { return !everywhere_.empty(); }
+    Candidate const &candidate(Index slot) const { return pool_[slot]; }
+    // Asks for a candidate's data to be fetched ahead of use (changes nothing observable).
+    void prefetch(Index slot) const {
+#if defined(__GNUC__) || defined(__clang__)
+        char const *p = reinterpret_cast<char const *>(&pool_[slot]);
+        for (std::size_t b = 0; b < sizeof(Candidate); b += 64) __builtin_prefetch(p + b);
+#else
+        (void)slot;
+#endif
+    }
 
 private:
     static constexpr std::size_t kFar = 16, kNear = 6;
 
     void start(std::vector<double> const &groups, std::size_t triangles);
-    // Files t under its entering group; true when its interval is unknown.
-    bool file(std::size_t t, double low, double high);
+    // Files t under its entering group (the first, for an unknown interval).
+    void file(std::size_t t, double low, double high);
     void finish();
-    std::vector<Candidate> const &mergeEverywhere();
     std::size_t firstAtLeast(double x) const;   // first group with distance >= x
     std::size_t firstAbove(double x) const;     // first group with distance > x
     std::size_t guess(double x) const;
+    Index take() {
+        if (free_.empty()) {
+            pool_.emplace_back();
+            return static_cast<Index>(pool_.size() - 1);
+        }
+        Index const slot = free_.back();
+        free_.pop_back();
+        return slot;
+    }
 
     std::vector<double> const *groups_ = nullptr;
     double origin_ = 0.0;
@@ -136,8 +142,9 @@ private:
     std::vector<Index> bucketStart_;    // per group: its entering triangles in filed_
     std::vector<Index> filed_;          // triangles by entering group, ascending index within
     std::vector<Index> filedLast_;      // the last group of each filed_ entry
-    std::vector<Candidate> everywhere_; // triangles with an unknown interval
-    std::vector<Candidate> active_, scratch_, entering_, result_;
+    std::vector<Listed> active_, scratch_, entering_;
+    std::vector<Candidate> pool_;
+    std::vector<Index> free_;
     std::size_t group_ = 0;
 };
 

@@ -18,17 +18,25 @@
 //     (TriangleIntersection.h), and a cut is kept only if the cell index would have offered
 //     the triangle: its registration block meets the plane's query block. That check costs
 //     a few comparisons per cut and makes the equivalence exact, also where the cell rules
-//     (clamping, the cutting triangle's limited box) decide.
-//  3. Repeated segments are removed (DuplicateSegments.h) and the rest chained by the shared
-//     chainer, which builds the one-step stitching's chains in near-linear time.
+//     (clamping, the cutting triangle's limited box) decide. Two shortcuts leave the test's
+//     outcome bit for bit as it is: where the whole mesh lies deep inside the cutting
+//     triangle, a triangle's cut is its own interval on the line of intersection
+//     (InsideCut), and where all planes share one normal (slicing along an axis), a
+//     triangle's products with that normal are formed once, when it enters the sweep.
+//  3. Cuts of one plane through one mesh edge meet: the cut's ends record the triangle sides
+//     they lie on, and the sides shared by two triangles (SideNeighbours.h) pair them. The
+//     shared chainer adopts these pairs as the finest-level matches once it has verified
+//     them (taking the matches from the coordinates where ends crowd, near mesh vertices, or
+//     everywhere when the pairs do not hold together: coincident sheets, unwelded meshes),
+//     drops repeated segments and builds the one-step stitching's chains in linear time.
 //  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
 //     copies (a flat mesh sliced n times costs one plane, not n).
 //
-// Nothing is allocated per candidate, and per plane only the delivered contours (and what
-// the shared chainer uses inside): vertex coordinates and projections are read once per call
-// into flat arrays, corner indices come from the cell index (read once, at construction), a
-// triangle's corners are copied into the sweep's list once, when it enters, and the
-// per-plane buffers are reused.
+// Nothing is allocated per candidate, and per plane only the delivered contours: vertex
+// coordinates and projections are read once per call into flat arrays, corner indices come
+// from the cell index (read once, at construction), a triangle's data are gathered into the
+// sweep's pool once, when it enters, and the per-plane buffers (cut, pairs, chainer) are
+// reused.
 #include "Profiler.h"
 
 #include "Direction3D.h"
@@ -38,15 +46,16 @@
 #include "Vertex.h"
 #include "entities/SegmentChainer.h"
 #include "slicing/CuttingPlanes.h"
-#include "slicing/DuplicateSegments.h"
 #include "slicing/PlaneSweep.h"
 #include "slicing/SegmentRecords.h"
+#include "slicing/SideNeighbours.h"
 #include "slicing/TriangleIntersection.h"
 #include "slicing/VoxelGrid.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -70,6 +79,8 @@ struct MeshArrays {
     std::vector<double> projection;             // per vertex: normal . point; NaN for wild vertices
     std::vector<std::uint32_t> const *corners;  // 3 per triangle
     double magnitude = 0.0;                     // largest |coordinate| of the tame vertices
+    double lower[3], upper[3];                  // box of the vertices ...
+    bool allTame = true;                        // ... meaningful when every vertex is tame
 
     void read(Triangulation &mesh, std::vector<std::uint32_t> const &cornerIndices, Vector3D const &n) {
         std::vector<Vertex *> const &vertices = mesh.vertexList();
@@ -77,6 +88,11 @@ struct MeshArrays {
         xyz.resize(3 * vertices.size());
         projection.resize(vertices.size());
         magnitude = 0.0;
+        allTame = true;
+        for (int a = 0; a < 3; ++a) {
+            lower[a] = std::numeric_limits<double>::infinity();
+            upper[a] = -std::numeric_limits<double>::infinity();
+        }
         for (std::size_t v = 0; v < vertices.size(); ++v) {
             Point3D const &p = *vertices[v]->point();
             double const x = p.x(), y = p.y(), z = p.z();
@@ -87,8 +103,14 @@ struct MeshArrays {
             if (m <= kWild) {
                 projection[v] = n.i() * x + n.j() * y + n.k() * z;
                 magnitude = std::max(magnitude, m);
+                double const c[3] = {x, y, z};
+                for (int a = 0; a < 3; ++a) {
+                    lower[a] = std::min(lower[a], c[a]);
+                    upper[a] = std::max(upper[a], c[a]);
+                }
             } else {
                 projection[v] = std::numeric_limits<double>::quiet_NaN();
+                allTame = false;
             }
         }
     }
@@ -96,27 +118,119 @@ struct MeshArrays {
     double const *point(Index v) const { return xyz.data() + 3 * static_cast<std::size_t>(v); }
 };
 
-// Per-plane working state, reused from plane to plane.
-struct PlaneWork {
-    std::vector<SegmentEnds> cut;    // segments in candidate order; then without repeats
-    std::vector<SegmentEnds> raw;    // the cut as recorded, kept when the next plane repeats it
-    std::vector<PLC *> contours;     // made by the chainer, not yet delivered
-    slicing::DuplicateSegments duplicates;
+// One plane's cut: the segments in candidate order, each with the triangle it cuts and, per
+// end, the side of that triangle it lies on (slicing::kNoSide) and the end of another segment
+// across that side. Reused from plane to plane.
+struct PlaneCut {
+    std::vector<SegmentEnds> segments;
+    std::vector<std::uint32_t> triangles;
+    std::vector<std::int8_t> sides;
+    std::vector<std::uint32_t> across;     // per end: 3 t' + s' for side s' of triangle t' across
+    std::vector<std::uint32_t> partners;
+
+    void clear() {
+        segments.clear();
+        triangles.clear();
+        sides.clear();
+        across.clear();
+    }
+    // Adds the cut to the slicer's records, under the plane's cutting triangle.
+    void record(slicing::FirstTriangle const &cutter, slicing::SegmentRecords &records) const {
+        records.beginPlane(&cutter.v[0][0]);
+        records.add(triangles.data(), triangles.data() + triangles.size());
+    }
 };
+
+// Cuts every candidate with the plane's cutting triangle and keeps the cuts of the
+// triangles that the cell index offers (`offered`). `inside` and `sharedNormal` are the
+// test's shortcuts for this plane (see TriangleIntersection.h).
+void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
+                   bool sharedNormal, IndexMembership const &offered, PlaneSweep const &sweep,
+                   std::vector<PlaneSweep::Listed> const &candidates, double shortSquare,
+                   PlaneCut &cut) {
+    // Sized for every candidate, written in place (no temporaries), trimmed at the end.
+    std::size_t const most = candidates.size();
+    cut.segments.resize(most);
+    cut.triangles.resize(most);
+    cut.sides.resize(2 * most);
+    cut.across.resize(2 * most);
+    std::size_t m = 0;
+    // Candidates sit in the sweep's pool in no particular order: each is requested a few
+    // entries ahead of use.
+    constexpr std::size_t kAhead = 4;
+    for (std::size_t k = 0; k < candidates.size(); ++k) {
+        if (k + kAhead < candidates.size()) sweep.prefetch(candidates[k + kAhead].slot);
+        PlaneSweep::Listed const &listed = candidates[k];
+        PlaneSweep::Candidate const &candidate = sweep.candidate(listed.slot);
+        double const *u = candidate.shape.corners;
+        double *p = &cut.segments[m].first.vector()[0];
+        double *q = &cut.segments[m].second.vector()[0];
+        int sides[2];
+        if (!slicing::cutSegment(cutter, inside, sharedNormal, candidate.shape, shortSquare, p, q, sides)) continue;
+        // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
+        double lower[3], upper[3];
+        for (int a = 0; a < 3; ++a) {
+            lower[a] = std::min(std::min(u[a], u[3 + a]), u[6 + a]);
+            upper[a] = std::max(std::max(u[a], u[3 + a]), u[6 + a]);
+        }
+        if (!offered.offers(lower, upper)) continue;
+        cut.triangles[m] = candidate.triangle;
+        for (int e = 0; e < 2; ++e) {
+            cut.sides[2 * m + e] = static_cast<std::int8_t>(sides[e]);
+            cut.across[2 * m + e] = sides[e] == slicing::kNoSide ? slicing::kNoNeighbour : candidate.across[sides[e]];
+        }
+        ++m;
+    }
+    cut.segments.resize(m);
+    cut.triangles.resize(m);
+    cut.sides.resize(2 * m);
+    cut.across.resize(2 * m);
+}
+
+// Pairs the ends of the plane's cuts that lie on one mesh edge: the end on side s of triangle
+// t and the end on the side across it, when that triangle was cut in this plane as well.
+// `cutAs` (per triangle) holds, for the triangles cut in plane `plane` (high 32 bits), the
+// segment (low 32 bits).
+void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
+    std::size_t const n = cut.segments.size();
+    std::uint64_t const stamp = static_cast<std::uint64_t>(plane) << 32;
+    for (std::size_t s = 0; s < n; ++s) cutAs[cut.triangles[s]] = stamp | s;
+    cut.partners.assign(2 * n, SegmentChainer::kNoPartner);
+    for (std::size_t e = 0; e < 2 * n; ++e) {
+        std::uint32_t const across = cut.across[e];
+        if (across == slicing::kNoNeighbour) continue;
+        std::uint64_t const as = cutAs[across / 3];
+        if ((as >> 32) != plane) continue;
+        std::uint32_t const other = static_cast<std::uint32_t>(as);
+        int const otherSide = static_cast<int>(across % 3);
+        if (cut.sides[2 * other] == otherSide)
+            cut.partners[e] = 2 * other;
+        else if (cut.sides[2 * other + 1] == otherSide)
+            cut.partners[e] = 2 * other + 1;
+    }
+}
 
 void releaseAll(std::vector<PLC *> &contours) {
     for (PLC *c : contours) releaseContour(c);
     contours.clear();
 }
 
+// Names a contour Slice_<counter + 1> and hands it to `out` (or releases it on failure).
+void deliverOne(PLC *contour, std::vector<PLC *> &out, int &counter) {
+    std::unique_ptr<PLC, void (*)(PLC *)> owned(contour, &releaseContour);
+    owned->setName("Slice_" + std::to_string(counter + 1));
+    out.push_back(owned.get());
+    owned.release();
+    ++counter;
+}
+
 // Names the contours Slice_<counter> in order and hands them to `out`.
 void deliver(std::vector<PLC *> &contours, std::vector<PLC *> &out, int &counter) {
     try {
         for (PLC *&c : contours) {
-            c->setName("Slice_" + std::to_string(counter + 1));
-            ++counter;
-            out.push_back(c);
+            PLC *const contour = c;
             c = nullptr;
+            deliverOne(contour, out, counter);
         }
     } catch (...) {
         releaseAll(contours);
@@ -144,6 +258,15 @@ void copyContours(std::vector<PLC *> const &out, std::size_t first, std::size_t 
         releaseAll(copies);
         throw;
     }
+}
+
+// Chains the plane's segments (repeats dropped) and delivers one contour per chain.
+void chainAndDeliver(PlaneCut &cut, SegmentChainer &chainer, std::vector<PLC *> &out, int &counter) {
+    if (cut.segments.empty()) return;
+    chainer.reset(cut.segments.data(), cut.segments.size(), cut.partners.data());
+    chainer.dropRepeats();
+    ChainPoint const *first, *last;
+    while (chainer.nextChain(first, last)) deliverOne(makeContour(cut.segments.data(), first, last), out, counter);
 }
 
 }  // namespace
@@ -196,13 +319,38 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         low = std::min(a, std::min(b, c)) - margin;
         high = std::max(a, std::max(b, c)) + margin;
     };
-    auto corners = [&](std::size_t t, double *nine) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            double const *p = mesh.point(mesh.corner(t, c));
-            nine[3 * c] = p[0];
-            nine[3 * c + 1] = p[1];
-            nine[3 * c + 2] = p[2];
+    std::vector<std::uint32_t> neighbour;
+    slicing::findSideNeighbours(*cornerIndices, triangulation->vertexList().size(), neighbour);
+    // A plane's cutting triangle, as points and prepared for the test.
+    auto cutterFor = [&](double distance, Point3D *corners, slicing::FirstTriangle &first) {
+        slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
+        double v[3][3];
+        for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
+        slicing::prepareFirstTriangle(v[0], v[1], v[2], first);
+    };
+    // The cutting triangles' normal, when all planes share one bit for bit (planes along a
+    // coordinate axis do): then each triangle's products with it are formed once.
+    double sharedNormal[3] = {0, 0, 0};
+    bool shared = true, seen = false;
+    for (double d : groups) {
+        Point3D corners[3];
+        slicing::FirstTriangle first;
+        cutterFor(d, corners, first);
+        if (!seen) std::copy(first.n, first.n + 3, sharedNormal);
+        shared = std::memcmp(first.n, sharedNormal, sizeof sharedNormal) == 0;
+        seen = true;
+        if (!shared) break;
+    }
+    auto corners = [&](std::size_t t, PlaneSweep::Candidate &c) {
+        double *nine = c.shape.corners;
+        for (std::size_t k = 0; k < 3; ++k) {
+            double const *p = mesh.point(mesh.corner(t, k));
+            nine[3 * k] = p[0];
+            nine[3 * k + 1] = p[1];
+            nine[3 * k + 2] = p[2];
+            c.across[k] = neighbour[3 * t + k];
         }
+        c.shape.prepare(shared ? sharedNormal : nullptr);
     };
     // Entering triangles' corner indices, then their vertices, are requested ahead of use.
     auto prefetch = [&](Index t, int stage) {
@@ -210,6 +358,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         std::uint32_t const *row = mesh.corners->data() + 3 * static_cast<std::size_t>(t);
         if (stage == 0) {
             __builtin_prefetch(row);
+            __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
             return;
         }
         for (int c = 0; c < 3; ++c) __builtin_prefetch(mesh.point(row[c]));
@@ -219,20 +368,21 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
 #endif
     };
     PlaneSweep sweep;
-    sweep.reset(groups, triangleCount, interval, corners);
-
-    // Cut points lie in their mesh triangle's box (up to rounding), which bounds |x| + |y| + |z|
-    // for the repeat removal's rounding slack; with wild triangles it is measured instead.
-    double const pointBound = sweep.everywhere() ? -1.0 : 3.0 * mesh.magnitude * (1.0 + 1e-6);
+    sweep.reset(groups, triangleCount, interval);
+    std::vector<std::uint64_t> cutAs(triangleCount, 0);
+    std::uint32_t planeNumber = 0;
+    double const shortSquare = slicing::shortSegmentSquare();
 
     VoxelGrid &grid = *voxelGrid;
-    PlaneWork work;
-    std::vector<PlaneSweep::Candidate> everyTriangle;   // for a plane the sweep has passed (never expected)
+    PlaneCut cut;
+    SegmentChainer chainer;
+    std::vector<PLC *> copies;   // a repeated plane's contours, not yet delivered
     std::size_t nextGroup = 0;
     int counter = 0;
     bool havePrevious = false;
     double previousDistance = 0.0;
     std::size_t previousFirst = 0, previousLast = 0;
+    slicing::FirstTriangle cutter;
 
     for (std::size_t plane = 0; plane < distances.size(); ++plane) {
         double const distance = distances[plane];
@@ -241,10 +391,10 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             continue;
         }
         if (havePrevious && distance == previousDistance) {
-            segmentRecords->append(work.raw.data(), work.raw.data() + work.raw.size());
-            copyContours(out, previousFirst, previousLast, work.contours);
+            cut.record(cutter, *segmentRecords);
+            copyContours(out, previousFirst, previousLast, copies);
             std::size_t const first = out.size();
-            deliver(work.contours, out, counter);
+            deliver(copies, out, counter);
             previousFirst = first;
             previousLast = out.size();
             continue;
@@ -252,59 +402,36 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
 
         std::size_t const group = static_cast<std::size_t>(
             std::lower_bound(groups.begin(), groups.end(), distance) - groups.begin());
-        std::vector<PlaneSweep::Candidate> const *candidates = nullptr;
-        if (group >= nextGroup) {
-            while (nextGroup <= group) {
-                candidates = &sweep.next(corners, prefetch);
-                ++nextGroup;
-            }
-        } else {
-            if (everyTriangle.empty())
-                for (std::size_t t = 0; t < triangleCount; ++t) {
-                    everyTriangle.push_back(PlaneSweep::Candidate{{}, {}, {}, {}, static_cast<Index>(t), PlaneSweep::kNever});
-                    PlaneSweep::fill(everyTriangle.back(), t, corners);
-                }
-            candidates = &everyTriangle;
+        // Distances ascend, so groups come in order; should one not, the sweep starts over.
+        if (group < nextGroup) {
+            sweep.reset(groups, triangleCount, interval);
+            nextGroup = 0;
+        }
+        std::vector<PlaneSweep::Listed> const *candidates = nullptr;
+        while (nextGroup <= group) {
+            candidates = &sweep.next(corners, prefetch);
+            ++nextGroup;
         }
 
         // The plane's cutting triangle and the cells its box covers.
         Point3D corners[3];
-        slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
-        double v[3][3];
-        for (int c = 0; c < 3; ++c) corners[c].vector().doubleArray(v[c]);
-        slicing::FirstTriangle cutter;
-        slicing::prepareFirstTriangle(v[0], v[1], v[2], cutter);
+        cutterFor(distance, corners, cutter);
         CellBlock query;
         bool const reached = grid.queryBlock(VoxelGrid::cornerBox(corners[0], corners[1], corners[2]), query);
-
-        work.cut.clear();
         if (reached) {
-            IndexMembership const offered(grid, query);
-            for (PlaneSweep::Candidate const &candidate : *candidates) {
-                double const *u0 = candidate.corners;
-                double const *u1 = candidate.corners + 3;
-                double const *u2 = candidate.corners + 6;
-                double p[3], q[3];
-                if (!slicing::cutSegment(cutter, u0, u1, u2, candidate.plane, p, q)) continue;
-                // The triangle's box as VoxelGrid::cornerBox forms it (min/max of the corners).
-                if (!offered.offers(candidate.lower, candidate.upper)) continue;
-                work.cut.push_back(SegmentEnds{Point3D(p[0], p[1], p[2]), Point3D(q[0], q[1], q[2])});
-            }
+            // Every registered triangle lies in the vertices' box (when all are tame).
+            slicing::InsideCut inside;
+            if (mesh.allTame) inside.prepare(cutter, mesh.lower, mesh.upper);
+            cutCandidates(cutter, inside, shared, IndexMembership(grid, query), sweep, *candidates, shortSquare, cut);
+        } else {
+            cut.clear();
         }
-        segmentRecords->append(work.cut.data(), work.cut.data() + work.cut.size());
-        if (plane + 1 < distances.size() && distances[plane + 1] == distance) work.raw = work.cut;
-
-        work.duplicates.remove(work.cut, pointBound);
-        if (!work.cut.empty()) {
-            try {
-                chainSegments(work.cut, work.contours, false);
-            } catch (...) {
-                releaseAll(work.contours);
-                throw;
-            }
-        }
+        cut.record(cutter, *segmentRecords);
         std::size_t const first = out.size();
-        deliver(work.contours, out, counter);
+        if (!cut.segments.empty()) {
+            pairAcrossEdges(cut, cutAs, ++planeNumber);
+            chainAndDeliver(cut, chainer, out, counter);
+        }
         havePrevious = true;
         previousDistance = distance;
         previousFirst = first;

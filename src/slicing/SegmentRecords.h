@@ -2,14 +2,15 @@
 // The slicer's record of every segment it has cut, kept for the slicer's lifetime.
 //
 // The record exists so that the slicer owns what it cut (a second call adds to it); nothing
-// reads it back while slicing. A record is the two end points as six doubles, 48 bytes,
-// stored in blocks that double in size up to 64 Ki records, so growth never copies what is
-// already stored and never holds more than one partly filled block.
+// reads it back while slicing. A cut is a function of the plane's cutting triangle and the
+// mesh triangle, so a record is the index of the triangle cut (4 bytes), grouped by plane
+// under the plane's cutting triangle; the segment's end points are recomputed on request,
+// bit for bit, from the mesh (which must be unchanged for the slicer's life anyway). At 1000
+// planes through a mesh of 75 k triangles that is about 2 MB instead of 27 MB.
 #include "entities/SegmentChainer.h"
 
-#include <algorithm>
 #include <cstddef>
-#include <memory>
+#include <cstdint>
 #include <vector>
 
 namespace ORVANE_DATABASE {
@@ -17,55 +18,36 @@ namespace slicing {
 
 class SegmentRecords {
 public:
-    SegmentRecords() = default;
-    SegmentRecords(SegmentRecords const &other) { *this = other; }
-    SegmentRecords &operator=(SegmentRecords const &other) {
-        if (this == &other) return *this;
-        blocks_.clear();
-        capacity_ = size_ = 0;
-        other.forEach([this](SegmentEnds const &s) { append(&s, &s + 1); });
-        return *this;
+    // Opens the records of a plane whose cutting triangle has corners v (x, y, z of corner 0,
+    // 1, 2); the triangles added next belong to it.
+    void beginPlane(double const *v) {
+        Plane p;
+        for (int c = 0; c < 9; ++c) p.corners[c] = v[c];
+        p.first = triangles_.size();
+        planes_.push_back(p);
+    }
+    // Records the cut of triangle t in the open plane.
+    void add(std::uint32_t t) { triangles_.push_back(t); }
+    void add(std::uint32_t const *first, std::uint32_t const *last) {
+        triangles_.insert(triangles_.end(), first, last);
     }
 
-    void append(SegmentEnds const *first, SegmentEnds const *last) {
-        while (first != last) {
-            if (size_ == capacity_) grow();
-            Block &b = blocks_.back();
-            std::size_t const room = b.capacity - b.used;
-            std::size_t const n = std::min<std::size_t>(room, static_cast<std::size_t>(last - first));
-            std::copy(first, first + n, b.data.get() + b.used);
-            b.used += n;
-            size_ += n;
-            first += n;
-        }
+    std::size_t size() const { return triangles_.size(); }
+    // Bytes held for the records.
+    std::size_t bytes() const {
+        return triangles_.capacity() * sizeof(std::uint32_t) + planes_.capacity() * sizeof(Plane);
     }
 
-    std::size_t size() const { return size_; }
-    // Bytes held for the records (blocks' capacity), without the small block table.
-    std::size_t bytes() const { return capacity_ * sizeof(SegmentEnds); }
-
-    template <class F>
-    void forEach(F &&f) const {
-        for (Block const &b : blocks_)
-            for (std::size_t i = 0; i < b.used; ++i) f(b.data[i]);
-    }
+    // Record i: its cutting triangle (9 doubles to `plane`) and the triangle cut.
+    std::uint32_t record(std::size_t i, double *plane) const;
 
 private:
-    struct Block {
-        std::unique_ptr<SegmentEnds[]> data;
-        std::size_t capacity;
-        std::size_t used;
+    struct Plane {
+        double corners[9];
+        std::size_t first;   // its first record
     };
-
-    void grow() {
-        std::size_t const next = blocks_.empty() ? 256 : std::min<std::size_t>(blocks_.back().capacity * 2, 65536);
-        blocks_.push_back(Block{std::unique_ptr<SegmentEnds[]>(new SegmentEnds[next]), next, 0});
-        capacity_ += next;
-    }
-
-    std::vector<Block> blocks_;
-    std::size_t capacity_ = 0;
-    std::size_t size_ = 0;
+    std::vector<Plane> planes_;
+    std::vector<std::uint32_t> triangles_;
 };
 
 }  // namespace slicing

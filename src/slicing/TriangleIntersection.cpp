@@ -2,9 +2,26 @@
 
 #include "Profiler.h"
 
+#include <cmath>
+#include <limits>
 #include <memory>
 
 namespace ORVANE_DATABASE {
+
+namespace slicing {
+
+double shortSegmentSquare() {
+    static double const square = [] {
+        double const inf = std::numeric_limits<double>::infinity();
+        double s = 1e-20;
+        while (std::sqrt(s) >= 1e-10) s = std::nextafter(s, 0.0);
+        while (std::sqrt(s) < 1e-10) s = std::nextafter(s, inf);
+        return s;
+    }();
+    return square;
+}
+
+}  // namespace slicing
 
 int tri_tri_intersect_with_isectline_double(double *const V0, double *const V1, double *const V2,
                                             double *const U0, double *const U1, double *const U2,

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <limits>
 #include <list>
+#include <map>
 #include <random>
 
 using namespace ORVANE_DATABASE;
@@ -125,6 +126,98 @@ TEST(SegmentChainer, EndsAtTheEdgeOfEachToleranceAndCell) {
         expectSameChains(chainSegmentEnds(soup), referenceChains(soup));
         std::shuffle(soup.begin(), soup.end(), rng);
     }
+}
+
+// Chains with the producer's partner claims: the claims as a slicer would make them (the two
+// ends made from one corner), claims with errors (one-sided, within one segment, between ends
+// that do not meet, missing), and none. Whatever the claims, the chains are the literal ones;
+// a clean claim on a clean soup is adopted.
+TEST(SegmentChainer, PartnerClaimsNeverChangeTheChains) {
+    std::mt19937 rng(99);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    using Claims = std::vector<std::uint32_t>;
+    auto chainsWith = [](std::vector<SegmentEnds> const &soup, Claims const *claims, bool *adopted) {
+        SegmentChainer chainer;
+        chainer.reset(soup.data(), soup.size(), claims ? claims->data() : nullptr);
+        if (adopted) *adopted = chainer.adoptedPartners();
+        Chains out;
+        ChainPoint const *first, *last;
+        while (chainer.nextChain(first, last)) out.emplace_back(first, last);
+        return out;
+    };
+    int adopted = 0;
+    for (int round = 0; round < 300; ++round) {
+        // Closed and open polylines; a corner's two ends may differ by a little (as cuts of one
+        // edge computed from its two triangles do), by too much, or a third end may come near.
+        std::vector<SegmentEnds> soup;
+        std::vector<std::pair<std::size_t, int>> cornerEnds;   // (corner id, end) per end
+        std::size_t corners = 0;
+        double const jitter = round % 4 == 0 ? 0.0 : (round % 4 == 1 ? 1e-15 : (round % 4 == 2 ? 3e-9 : 2e-8));
+        for (int path = 0, paths = 1 + static_cast<int>(rng() % 4); path < paths; ++path) {
+            int const k = 3 + static_cast<int>(rng() % 7);
+            bool const closed = rng() % 3 != 0;
+            double const cx = 3.0 * path + (round % 5 == 0 ? 1e6 : 0.0), r = 0.5 + unit(rng);
+            auto at = [&](int i) {
+                double const a = 6.283185307179586 * i / k;
+                return Point3D(cx + r * std::cos(a), r * std::sin(a), 0.25 * path);
+            };
+            std::size_t const base = corners;
+            corners += k;
+            for (int i = 0; i < (closed ? k : k - 1); ++i) {
+                auto near = [&](Point3D p) {
+                    return Point3D(p.x() + jitter * (2 * unit(rng) - 1), p.y() + jitter * (2 * unit(rng) - 1), p.z());
+                };
+                Point3D a = near(at(i)), b = near(at(i + 1));
+                std::size_t ca = base + i, cb = base + (i + 1) % k;
+                if (rng() % 2) std::swap(a, b), std::swap(ca, cb);
+                soup.push_back({a, b});
+                cornerEnds.push_back({ca, 0});
+                cornerEnds.push_back({cb, 0});
+            }
+        }
+        if (round % 7 == 3 && soup.size() > 2) {   // a stray end right at another one's corner
+            soup.push_back({soup[1].second, Point3D(9, 9, 9)});
+            cornerEnds.push_back({corners++, 0});
+            cornerEnds.push_back({corners++, 0});
+        }
+        // The sorted order of the list is the producer's; shuffle segments (with their ends).
+        std::vector<std::size_t> order(soup.size());
+        for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+        std::shuffle(order.begin(), order.end(), rng);
+        std::vector<SegmentEnds> shuffled;
+        std::vector<std::size_t> corner;
+        for (std::size_t i : order) {
+            shuffled.push_back(soup[i]);
+            corner.push_back(cornerEnds[2 * i].first);
+            corner.push_back(cornerEnds[2 * i + 1].first);
+        }
+        // Claims: the two ends of one corner (a corner of three or more ends claims nothing).
+        Claims claims(corner.size(), SegmentChainer::kNoPartner);
+        std::map<std::size_t, std::vector<std::uint32_t>> byCorner;
+        for (std::uint32_t e = 0; e < corner.size(); ++e) byCorner[corner[e]].push_back(e);
+        for (auto const &c : byCorner)
+            if (c.second.size() == 2) claims[c.second[0]] = c.second[1], claims[c.second[1]] = c.second[0];
+
+        SCOPED_TRACE(round);
+        Chains const expected = referenceChains(shuffled);
+        bool took = false;
+        expectSameChains(chainsWith(shuffled, &claims, &took), expected);
+        adopted += took;
+        bool const clean = round % 4 == 0 && round % 5 != 0 && round % 7 != 3;
+        EXPECT_TRUE(took || !clean);
+        expectSameChains(chainsWith(shuffled, nullptr, nullptr), expected);
+        Claims wrong = claims;
+        std::uint32_t const e = static_cast<std::uint32_t>(rng() % wrong.size());
+        std::uint32_t const f = static_cast<std::uint32_t>(rng() % wrong.size());
+        switch (round % 4) {
+        case 0: wrong[e] = f; break;                                     // one-sided
+        case 1: wrong[e] = e ^ 1, wrong[e ^ 1] = e; break;               // within a segment
+        case 2: wrong[e] = f, wrong[f] = e; break;                       // ends that need not meet
+        default: wrong[e] = SegmentChainer::kNoPartner; break;           // a pair broken
+        }
+        expectSameChains(chainsWith(shuffled, &wrong, nullptr), expected);
+    }
+    EXPECT_GT(adopted, 100);
 }
 
 TEST(SegmentChainer, OddCoordinatesAndClosedOnlyContours) {

@@ -54,6 +54,19 @@ public:
     }
     static VoxelGrid &grid(Profiler &p) { return *p.voxelGrid; }
     static std::size_t recordedSegments(Profiler &p) { return p.segmentRecords->size(); }
+    // Record i, recomputed: its cutting triangle's cut of its mesh triangle, by the wrapper.
+    static SegmentEnds recordedSegment(Profiler &p, std::size_t i) {
+        double v[9];
+        Triangle *t = p.triangulation->triangleList().at(p.segmentRecords->record(i, v));
+        Point3D plane[3] = {Point3D(v), Point3D(v + 3), Point3D(v + 6)}, c[3];
+        for (int k = 0; k < 3; ++k) c[k] = *p.triangulation->vertexList().at(t->vertexIndex(k))->point();
+        std::pair<Point3D *, Point3D *> s(nullptr, nullptr);
+        if (!p.findTriangleIntersection(plane, c, s).isOk()) return {};
+        SegmentEnds e{*s.first, *s.second};
+        delete s.first;
+        delete s.second;
+        return e;
+    }
 
     // The repeat rule: both ends match (1e-8), in either direction.
     static bool repeats(SegmentEnds const &k, SegmentEnds const &e) {
@@ -78,7 +91,7 @@ public:
 
     // The slicing procedure done literally (with the documented choices: planes of a zero or
     // non-finite normal or distance cut nothing; candidates in triangle order; repeats out).
-    static void referenceProfile(Profiler &p, std::vector<PLC *> &out) {
+    static void referenceProfile(Profiler &p, std::vector<PLC *> &out, std::vector<SegmentEnds> *cuts = nullptr) {
         std::list<Plane *> planes;
         p.generateCuttingPlanes(planes);
         Triangulation &mesh = *p.triangulation;
@@ -99,6 +112,7 @@ public:
                     SegmentEnds e{*s.first, *s.second};
                     delete s.first;
                     delete s.second;
+                    if (cuts) cuts->push_back(e);
                     if (std::none_of(kept.begin(), kept.end(), [&](SegmentEnds const &k) { return repeats(k, e); }))
                         kept.push_back(e);
                 }

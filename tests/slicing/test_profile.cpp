@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -15,6 +19,30 @@ using orvane_test::releaseContours;
 using orvane_test::TestMesh;
 
 namespace {
+
+// Reads an OFF file (polygons split into fans) into `m`; false when it cannot be read.
+bool readOff(std::string const &path, TestMesh &m) {
+    std::ifstream in(path);
+    std::string tag;
+    std::size_t vertices = 0, faces = 0, edges = 0;
+    if (!(in >> tag >> vertices >> faces >> edges) || tag != "OFF") return false;
+    for (std::size_t v = 0; v < vertices; ++v) {
+        double x, y, z;
+        if (!(in >> x >> y >> z)) return false;
+        m.addVertex(x, y, z);
+    }
+    for (std::size_t f = 0; f < faces; ++f) {
+        std::size_t k = 0;
+        if (!(in >> k) || k < 3) return false;
+        std::vector<std::size_t> c(k);
+        for (std::size_t &i : c)
+            if (!(in >> i) || i >= vertices) return false;
+        for (std::size_t i = 2; i < k; ++i) m.addTriangle(c[0], c[i - 1], c[i]);
+        std::string rest;
+        std::getline(in, rest);   // colours, if any
+    }
+    return true;
+}
 
 std::vector<PLC *> slice(Triangulation *mesh, Direction3D d, int n) {
     Profiler p(mesh, &d, n);
@@ -40,6 +68,8 @@ std::unique_ptr<TestMesh> remade(Triangulation &source, double jitter, bool unwe
     }
     return m;
 }
+
+bool sameBits(Point3D const &a, Point3D const &b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 TEST(Profile, Cube) {
     auto cube = TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1));
@@ -116,6 +146,39 @@ TEST(Profile, MatchesReferenceSlicer) {
     }
     meshes.back()->addTriangle(8, 9, 10);
 
+    // Two boxes sharing a face: the middle plane (odd counts) holds coplanar faces, their
+    // edges and vertices.
+    meshes.push_back(TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 0)));
+    meshes.back()->appendBox(Point3D(-1, -1, 0), Point3D(1, 1, 1));
+    // An open box (no top), a non-manifold book of three pages on one edge beside a bow tie
+    // (two triangles meeting in a vertex), and a sphere with degenerate triangles (a repeated
+    // corner, three collinear corners) and a duplicated triangle.
+    meshes.push_back(std::make_unique<TestMesh>());
+    {
+        TestMesh &m = *meshes.back();
+        for (int q = 0; q < 8; ++q) m.addVertex(q & 1 ? 1 : -1, q & 2 ? 1 : -1, q & 4 ? 1 : -1);
+        static const int faces[10][3] = {{0, 2, 1}, {1, 2, 3}, {0, 1, 4}, {1, 5, 4}, {2, 6, 3},
+                                         {3, 6, 7}, {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
+        for (auto const &f : faces) m.addTriangle(f[0], f[1], f[2]);
+    }
+    meshes.push_back(std::make_unique<TestMesh>());
+    {
+        TestMesh &m = *meshes.back();
+        std::size_t const a = m.addVertex(0, 0, -1), b = m.addVertex(0, 0, 1);
+        for (double angle : {0.0, 2.0, 4.0}) m.addTriangle(a, b, m.addVertex(std::cos(angle), std::sin(angle), 0.3));
+        std::size_t const centre = m.addVertex(3, 0, 0.1);
+        m.addTriangle(centre, m.addVertex(4, -1, 1), m.addVertex(4, 1, 1));
+        m.addTriangle(centre, m.addVertex(2, 1, -1), m.addVertex(2, -1, -1));
+    }
+    meshes.push_back(remade(meshes[1]->mesh(), 0, false, 5));
+    {
+        TestMesh &m = *meshes.back();
+        m.addTriangle(3, 3, 7);
+        m.addTriangle(m.addVertex(0.2, 0.2, -0.9), m.addVertex(0.2, 0.2, 0.0), m.addVertex(0.2, 0.2, 0.9));
+        Triangle *t = m.mesh().triangleList()[4];
+        m.addTriangle(t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2));
+    }
+
     std::vector<Direction3D> directions = {Direction3D(0, 0, 1), Direction3D(1, 1, 1), Direction3D(0.3, -0.7, 0.2),
                                            Direction3D(1, 0, 0), Direction3D(0, 0.01, -1)};
     for (std::size_t m = 0; m < meshes.size(); ++m)
@@ -123,14 +186,47 @@ TEST(Profile, MatchesReferenceSlicer) {
             for (int n : {1, 2, 3, 7, 40}) {
                 Profiler fast(meshes[m]->get(), &d, n), literal(meshes[m]->get(), &d, n);
                 std::vector<PLC *> a, b;
+                std::vector<SegmentEnds> cuts;
                 EXPECT_TRUE(fast.generateProfile(a).isOk());
-                ProfilerTestAccess::referenceProfile(literal, b);
+                ProfilerTestAccess::referenceProfile(literal, b, &cuts);
                 EXPECT_EQ(contourDifference(a, b), "") << "mesh " << m << " n " << n;
+                // The records reproduce every cut, in order.
+                ASSERT_EQ(ProfilerTestAccess::recordedSegments(fast), cuts.size());
+                for (std::size_t i = 0; i < cuts.size(); ++i) {
+                    SegmentEnds const r = ProfilerTestAccess::recordedSegment(fast, i);
+                    EXPECT_TRUE(sameBits(r.first, cuts[i].first) && sameBits(r.second, cuts[i].second)) << i;
+                }
                 for (PLC *c : a) EXPECT_TRUE(m >= 3 || closed(c)) << "mesh " << m << " n " << n;
                 bool const partlyCut = m == 5 && n == 1 && d.vector3D().k() == 1;   // beyond reach: open
                 EXPECT_TRUE(!partlyCut || (!a.empty() && !closed(a[0])));
                 releaseContours(a), releaseContours(b);
             }
+}
+
+// Real meshes from the mesh folder (skipped when it is absent), a few planes in three
+// directions: the engine against the literal reference, bit for bit. fandisk has sharp
+// features and flat faces, open_cube and mesh_with_border are open, degtri_sliding has
+// degenerate triangles.
+TEST(Profile, RealMeshesMatchReferenceSlicer) {
+    char const *env = std::getenv("ORVANE_MESHES");
+    char const *home = std::getenv("HOME");
+    std::string const folder = env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes";
+    int found = 0;
+    for (char const *name : {"bunny00.off", "fandisk.off", "open_cube.off", "mesh_with_border.off", "degtri_sliding.off"}) {
+        TestMesh m;
+        if (!readOff(folder + "/" + name, m)) continue;
+        ++found;
+        for (Direction3D d : {Direction3D(0, 0, 1), Direction3D(1, 1, 1), Direction3D(0.3, -0.7, 0.2)}) {
+            int const n = 9;
+            Profiler fast(m.get(), &d, n), literal(m.get(), &d, n);
+            std::vector<PLC *> a, b;
+            EXPECT_TRUE(fast.generateProfile(a).isOk());
+            ProfilerTestAccess::referenceProfile(literal, b);
+            EXPECT_EQ(contourDifference(a, b), "") << name;
+            releaseContours(a), releaseContours(b);
+        }
+    }
+    if (found == 0) GTEST_SKIP() << "no meshes in " << folder;
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Segment stitching: the one-step rules, orderSegments' closed-only filter, and the repeat
 // removal against a pairwise check. (Contour shapes and tolerances of the chaining:
 // test_segment_chainer against a literal chaining, and test_profile's reference slicer.)
-#include "slicing/DuplicateSegments.h"
 #include "slicing/profiler_access.h"
 #include "support/test_mesh.h"
 
@@ -61,11 +60,24 @@ TEST_F(Stitching, ClosedOnlyAndSteps) {
     for (Point3D *p : chain) delete p;
 }
 
-TEST(DuplicateSegmentsTest, MatchesPairwiseCheck) {
+TEST(RepeatedSegments, MatchPairwiseCheck) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> coord(-3, 3), unit(-1, 1);
     std::uniform_int_distribution<int> pick(0, 3);
-    slicing::DuplicateSegments remover;
+    SegmentChainer chainer;
+    // The segments the chainer keeps after dropRepeats, in order.
+    auto remove = [&](std::vector<SegmentEnds> &s) {
+        chainer.reset(s.data(), s.size());
+        chainer.dropRepeats();
+        std::vector<SegmentEnds> kept;
+        ChainPoint const *first, *last;
+        std::vector<bool> seen(s.size());
+        while (chainer.nextChain(first, last))
+            for (ChainPoint const *c = first; c != last; ++c) seen[c->segment] = true;
+        for (std::size_t i = 0; i < s.size(); ++i)
+            if (seen[i]) kept.push_back(s[i]);
+        s = kept;
+    };
     auto const repeats = &ProfilerTestAccess::repeats;
     for (int round = 0; round < 200; ++round) {
         std::vector<SegmentEnds> s;
@@ -85,7 +97,7 @@ TEST(DuplicateSegmentsTest, MatchesPairwiseCheck) {
         for (SegmentEnds const &e : s)
             if (std::none_of(expected.begin(), expected.end(), [&](SegmentEnds const &k) { return repeats(k, e); }))
                 expected.push_back(e);
-        remover.remove(s);
+        remove(s);
         ASSERT_EQ(s.size(), expected.size()) << round;
         for (std::size_t i = 0; i < s.size(); ++i)
             EXPECT_TRUE(s[i].first.x() == expected[i].first.x() && s[i].second.y() == expected[i].second.y());
@@ -95,7 +107,7 @@ TEST(DuplicateSegmentsTest, MatchesPairwiseCheck) {
     // infinity: those segments are compared with the exact test alone.
     Point3D const huge(1e308, 1e308, 1e308), other(1e308, -1e308, 1e308);
     std::vector<SegmentEnds> wild{{huge, other}, {huge, other}, {Point3D(1, 2, 3), Point3D(0, 0, 0)}};
-    remover.remove(wild);
+    remove(wild);
     EXPECT_EQ(wild.size(), 2u);   // the repeat is still found, by the exact test
     EXPECT_EQ(wild.back().first.x(), 1.0);
 }
