@@ -14,7 +14,7 @@
 namespace ORVANE_DATABASE {
 class BSPTreeTestAccess {
 public:
-    static BSPTree::Node const *root(BSPTree const *tree) { return tree->m_root.get(); }
+    static BSPTree::Node const *root(BSPTree const *tree) { return tree->m_nodes.get(); }
 };
 } // namespace ORVANE_DATABASE
 
@@ -80,9 +80,11 @@ TEST(PolygonSplit, PlanesClassesAndPieces) {
 
     Plane plane(Direction3D(0, 0, 1), 0);   // z = 0, front is +z
     std::vector<Point3D> f, b;
-    std::vector<Plane::_Pos> scratch;
     auto split = [&](std::vector<Point3D> const &pts) {
-        return bsp::splitPolygon(pts.data(), pts.size(), plane, Tolerance(), f, b, scratch);
+        unsigned char classes[8];
+        auto side = bsp::classifyPolygon(pts.data(), pts.size(), plane, 1e-13, classes);
+        if (side == bsp::PolygonSide::Spanning) bsp::cutPolygon(pts.data(), pts.size(), classes, plane, Tolerance(), f, b);
+        return side;
     };
     // One corner in front, two behind: a triangle and a quadrilateral; the walk starts with
     // the edge from the last point to the first.
