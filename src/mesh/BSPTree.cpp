@@ -222,83 +222,68 @@ private:
     // the front list is written from end (where the splitter's record was) to the new size
     // of m_work.
     //
-    // Three passes, so that no pass branches on what it cannot predict: the quick test of
-    // every record's ball; the exact classification of the polygons it left open (their
-    // points prefetched a few polygons ahead, as they lie anywhere in the point array); and
-    // the distribution, in list order, where only polygons with points on the plane or on
-    // both sides take the slow way.
+    // Most polygons are settled by their ball alone, most others by their points' distances
+    // without keeping classes; only polygons with points on the plane or on both sides take
+    // the slow way, which classifies every point and cuts.
     void partition(std::size_t index, std::size_t begin, std::size_t end, std::size_t &backEnd) {
-        // Local copies: the passes write records through raw pointers, and the plane and the
+        // Local copies: the loop writes records through raw pointers, and the plane and the
         // thresholds then stay in registers.
         Plane plane = m_nodes[index].plane;
+        bsp::PlaneEquation const equation(plane);
         double const t = m_threshold;
         double const tau = bsp::quickThreshold(plane, t);
-        std::size_t const count = end - begin;
         m_work.setSize(end);
-        m_work.reserveMore(count);
+        m_work.reserveMore(end - begin);
         WorkPolygon *const work = m_work.data();
-        Point3D const *const arena = m_points.data();
-        if (m_sides.size() < count) {
-            m_sides.resize(count);
-            m_open.resize(count);
-        }
-        unsigned char *const sides = m_sides.data();
-        std::uint32_t *const open = m_open.data();
-
-        std::size_t openCount = 0;
-        for (std::size_t k = 0; k < count; ++k) {
-            unsigned const side = bsp::quickSide(plane, work[begin + k].ball, tau);
-            sides[k] = static_cast<unsigned char>(side);
-            open[openCount] = std::uint32_t(k);
-            openCount += side == 0;
-        }
-        constexpr std::size_t kAhead = 8;
-        for (std::size_t j = 0; j < openCount; ++j) {
-            if (j + kAhead < openCount) prefetch(arena + work[begin + open[j + kAhead]].firstPoint);
-            WorkPolygon const &polygon = work[begin + open[j]];
-            unsigned char *classes = classBuffer(polygon.pointCount);
-            sides[open[j]] = static_cast<unsigned char>(bsp::classifyPoints(
-                arena + polygon.firstPoint, polygon.pointCount, plane, t, classes));
-        }
-
-        std::size_t back = begin;     // never ahead of the polygon being read
-        std::size_t front = end;      // never below the polygons still to be read
-        for (std::size_t k = 0; k < count; ++k) {
-            WorkPolygon const polygon = work[begin + k];
-            unsigned const side = sides[k];
-            if (side == bsp::kFront || side == bsp::kBack) {
-                // All on one side, the common case: the record goes to the end of its list,
-                // chosen without a branch (the side follows no pattern).
-                unsigned const toBack = side == bsp::kBack;
-                *(toBack ? work + back : work + front) = polygon;
-                front += toBack ^ 1u;
-                back += toBack;
-                continue;
+        std::size_t back = begin;   // never ahead of the polygon being read
+        std::size_t front = end;    // never below the polygons still to be read
+        for (std::size_t r = begin; r < end; ++r) {
+            WorkPolygon const &polygon = work[r];
+            unsigned side = bsp::quickSide(equation, polygon.ball, tau);
+            if (side == 0) {
+                side = bsp::uniformSide(points(polygon), polygon.pointCount, equation, t);
+                if (side == 0) {
+                    sortMixed(WorkPolygon(polygon), plane, work, back, front);
+                    continue;
+                }
             }
-            Point3D const *pts = points(polygon);
-            std::size_t const n = polygon.pointCount;
-            unsigned char *classes = classBuffer(n);
-            bsp::classifyPoints(pts, n, plane, t, classes);
-            switch (bsp::sideOf(classes, n, side)) {
-            case bsp::PolygonSide::Coplanar:
-                addSources(polygon);
-                break;
-            case bsp::PolygonSide::Front:
-                work[front++] = polygon;
-                break;
-            case bsp::PolygonSide::Back:
-                work[back++] = polygon;
-                break;
-            case bsp::PolygonSide::Spanning:
-                bsp::cutPolygon(pts, n, classes, plane, m_tol, m_frontPiece, m_backPiece);
-                // The point array may move here; the polygon's own points are not read again.
-                work[front++] = addPiece(m_frontPiece, polygon.origin);
-                work[back++] = addPiece(m_backPiece, polygon.origin);
-                break;
-            }
+            // The record goes to the end of its side's list, chosen without a branch: which
+            // side follows no pattern a predictor could learn. The back end may be the
+            // record's own place (a self-assignment).
+            std::size_t const toBack = side >> 2;   // kBack or kFront
+            *(toBack ? work + back : work + front) = work[r];
+            back += toBack;
+            front += toBack ^ 1u;
         }
         backEnd = back;
         m_work.setSize(front);
+    }
+
+    // The slow way of partition for a polygon with points on the plane or on both sides.
+    void sortMixed(WorkPolygon const &polygon, Plane &plane, WorkPolygon *work, std::size_t &back,
+                   std::size_t &front) {
+        Point3D const *pts = points(polygon);
+        std::size_t const n = polygon.pointCount;
+        unsigned char *classes = classBuffer(n);
+        unsigned const seen =
+            bsp::classifyPoints(pts, n, bsp::PlaneEquation(plane), m_threshold, classes);
+        switch (bsp::sideOf(classes, n, seen)) {
+        case bsp::PolygonSide::Coplanar:
+            addSources(polygon);
+            break;
+        case bsp::PolygonSide::Front:
+            work[front++] = polygon;
+            break;
+        case bsp::PolygonSide::Back:
+            work[back++] = polygon;
+            break;
+        case bsp::PolygonSide::Spanning:
+            bsp::cutPolygon(pts, n, classes, plane, m_tol, m_frontPiece, m_backPiece);
+            // The point array may move here; the polygon's own points are not read again.
+            work[front++] = addPiece(m_frontPiece, polygon.origin);
+            work[back++] = addPiece(m_backPiece, polygon.origin);
+            break;
+        }
     }
 
     WorkPolygon addPiece(std::vector<Point3D> const &piece, std::uint32_t origin) {
@@ -309,14 +294,6 @@ private:
 
     Point3D const *points(WorkPolygon const &polygon) const {
         return m_points.data() + polygon.firstPoint;
-    }
-
-    static void prefetch(void const *address) {
-#if defined(__GNUC__) || defined(__clang__)
-        __builtin_prefetch(address);
-#else
-        (void)address;
-#endif
     }
 
     unsigned char *classBuffer(std::size_t n) {
@@ -337,9 +314,7 @@ private:
     RecordArray<WorkPolygon> m_work;     // the pending lists, a stack of segments
     std::vector<BuildNode> m_nodes;
     std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
-    // Scratch space of a partition, reused across nodes.
-    std::vector<unsigned char> m_sides;   // per polygon: its quick, then exact, class union
-    std::vector<std::uint32_t> m_open;    // the polygons the quick test left open
+    // Scratch space of the cut, reused across polygons.
     std::vector<Point3D> m_frontPiece;
     std::vector<Point3D> m_backPiece;
     unsigned char m_smallClasses[16];

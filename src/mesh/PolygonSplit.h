@@ -37,14 +37,28 @@ inline bool isDegenerate(Plane const &plane) {
 
 enum class PolygonSide { Coplanar, Front, Back, Spanning };
 
+// A plane's four numbers by value, for the classification loops: held in registers, they
+// need not be reloaded after every store of a polygon record (which a Plane passed by
+// reference would require). distance() is Plane::distance with the same arithmetic, in the
+// same order, so it gives the same doubles.
+struct PlaneEquation {
+    double a, b, c, d;
+    explicit PlaneEquation(Plane const &plane)
+        : a(plane.normal().vector3D()[0]), b(plane.normal().vector3D()[1]),
+          c(plane.normal().vector3D()[2]), d(plane.distance()) {}
+    double distance(Point3D const &q) const {
+        return a * q.x() + b * q.y() + c * q.z() + d;
+    }
+};
+
 // Point classes as bits, so that a polygon's classes OR into one mask as they are computed.
 enum PointClass : unsigned char { kOn = 1, kFront = 2, kBack = 4 };
 
 // The class of q against `plane` with threshold t: on when |s| < t, front when s > t, back
-// otherwise (s == t and NaN included), s being Plane::distance: the rule of
+// otherwise (s == t and NaN included), s being the signed distance: the rule of
 // Plane::pointPosition, evaluated with the same arithmetic. Written without branches: the
 // classes of a mesh's corners against a plane follow no pattern a predictor could learn.
-inline unsigned char pointClass(Plane const &plane, Point3D const &q, double t) {
+inline unsigned char pointClass(PlaneEquation plane, Point3D const &q, double t) {
     double const s = plane.distance(q);
     unsigned const on = std::fabs(s) < t;
     unsigned const front = s > t;   // never together with on
@@ -52,7 +66,7 @@ inline unsigned char pointClass(Plane const &plane, Point3D const &q, double t) 
 }
 
 // Writes the class of each point of pts[0..n) to classes[0..n) and returns their union.
-inline unsigned classifyPoints(Point3D const *pts, std::size_t n, Plane const &plane, double t,
+inline unsigned classifyPoints(Point3D const *pts, std::size_t n, PlaneEquation plane, double t,
                                unsigned char *classes) {
     unsigned seen = 0;
     for (std::size_t i = 0; i < n; ++i) {
@@ -100,9 +114,38 @@ inline PolygonSide sideOf(unsigned char const *classes, std::size_t n, unsigned 
 
 // Classifies the polygon pts[0..n) against `plane` with threshold t in one pass over its
 // points (see sideOf), leaving each point's class in classes[0..n) for cutPolygon.
-inline PolygonSide classifyPolygon(Point3D const *pts, std::size_t n, Plane const &plane, double t,
+inline PolygonSide classifyPolygon(Point3D const *pts, std::size_t n, PlaneEquation plane, double t,
                                    unsigned char *classes) {
     return sideOf(classes, n, classifyPoints(pts, n, plane, t, classes));
+}
+
+// kFront when every point of pts[0..n) classifies front against `plane` with threshold t,
+// kBack when every one classifies back, 0 otherwise (an empty polygon included): the common
+// case of the classification, deciding without keeping the classes. A point is front
+// exactly when s > t (then |s| < t cannot hold, whatever the sign of t), and back when it is
+// neither on nor front.
+inline unsigned uniformSide(Point3D const *pts, std::size_t n, PlaneEquation plane, double t) {
+    auto front = [&](Point3D const &p, bool &back) {
+        double const s = plane.distance(p);
+        bool const isFront = s > t;
+        back = !isFront && !(std::fabs(s) < t);
+        return isFront;
+    };
+    bool allFront, allBack;
+    if (n == 3) {   // a triangle, most polygons: no loop to mispredict
+        bool b0, b1, b2;
+        allFront = front(pts[0], b0) & front(pts[1], b1) & front(pts[2], b2);
+        allBack = b0 & b1 & b2;
+    } else {
+        allFront = n > 0;
+        allBack = n > 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            bool b;
+            allFront &= front(pts[i], b);
+            allBack &= b;
+        }
+    }
+    return allFront ? unsigned(kFront) : allBack ? unsigned(kBack) : 0u;
 }
 
 // A ball around a polygon's points, stored with the polygon so that the classification of
@@ -188,13 +231,12 @@ inline double quickThreshold(Plane const &plane, double t) {
 // as |s(p)| >= s(p) > t). The back case is the mirror image: s(p) < -t, so p is neither on
 // nor front. NaN anywhere fails both comparisons, and an infinite reach or tau decides
 // nothing, so those polygons go to the exact classification.
-inline unsigned quickSide(Plane const &plane, PointBall const &ball, double tau) {
-    Vector3D const &n = plane.normal().vector3D();
-    double const s = n[0] * ball.centre[0] + n[1] * ball.centre[1] + n[2] * ball.centre[2] +
-                     plane.distance();
+inline unsigned quickSide(PlaneEquation plane, PointBall const &ball, double tau) {
+    double const s = plane.a * ball.centre[0] + plane.b * ball.centre[1] +
+                     plane.c * ball.centre[2] + plane.d;
     unsigned const front = s - ball.reach > tau;
     unsigned const back = s + ball.reach < -tau;
-    return front * kFront | back * kBack;
+    return front << 1 | back << 2;   // kFront, kBack or 0
 }
 
 // The pieces of a polygon that classifyPolygon found Spanning, from the classes it wrote:

@@ -82,7 +82,7 @@ TEST(PolygonSplit, PlanesClassesAndPieces) {
     std::vector<Point3D> f, b;
     auto split = [&](std::vector<Point3D> const &pts) {
         unsigned char classes[8];
-        auto side = bsp::classifyPolygon(pts.data(), pts.size(), plane, 1e-13, classes);
+        auto side = bsp::classifyPolygon(pts.data(), pts.size(), bsp::PlaneEquation(plane), 1e-13, classes);
         if (side == bsp::PolygonSide::Spanning) bsp::cutPolygon(pts.data(), pts.size(), classes, plane, Tolerance(), f, b);
         return side;
     };
