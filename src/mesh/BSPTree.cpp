@@ -278,18 +278,22 @@ private:
             work[back++] = polygon;
             break;
         case bsp::PolygonSide::Spanning:
-            bsp::cutPolygon(pts, n, classes, plane, m_tol, m_frontPiece, m_backPiece);
+            if (m_pieces.size() < 4 * n) m_pieces.resize(4 * n);
+            std::size_t frontSize = 0, backSize = 0;
+            bsp::cutPolygon(pts, n, classes, plane, m_tol, m_pieces.data(), frontSize,
+                            m_pieces.data() + 2 * n, backSize);
             // The point array may move here; the polygon's own points are not read again.
-            work[front++] = addPiece(m_frontPiece, polygon.origin);
-            work[back++] = addPiece(m_backPiece, polygon.origin);
+            work[front++] = addPiece(m_pieces.data(), frontSize, polygon.origin);
+            work[back++] = addPiece(m_pieces.data() + 2 * n, backSize, polygon.origin);
             break;
         }
     }
 
-    WorkPolygon addPiece(std::vector<Point3D> const &piece, std::uint32_t origin) {
+    // A piece of a cut polygon: new points, the parent's input number.
+    WorkPolygon addPiece(Point3D const *piece, std::size_t size, std::uint32_t origin) {
         std::size_t const start = m_points.size();
-        m_points.insert(m_points.end(), piece.begin(), piece.end());
-        return record(start, piece.size(), origin);
+        for (std::size_t i = 0; i < size; ++i) m_points.push_back(piece[i]);
+        return record(start, size, origin);
     }
 
     Point3D const *points(WorkPolygon const &polygon) const {
@@ -315,8 +319,7 @@ private:
     std::vector<BuildNode> m_nodes;
     std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
     // Scratch space of the cut, reused across polygons.
-    std::vector<Point3D> m_frontPiece;
-    std::vector<Point3D> m_backPiece;
+    std::vector<Point3D> m_pieces;   // the two pieces of a cut
     unsigned char m_smallClasses[16];
     std::vector<unsigned char> m_classes;
 };

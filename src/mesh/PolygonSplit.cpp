@@ -24,33 +24,35 @@ Plane polygonPlane(Point3D const *pts, std::size_t n) {
 }
 
 void cutPolygon(Point3D const *pts, std::size_t n, unsigned char const *classes, Plane &plane,
-                Tolerance const &tol, std::vector<Point3D> &front, std::vector<Point3D> &back) {
-    front.clear();
-    back.clear();
+                Tolerance const &tol, Point3D *front, std::size_t &frontSize, Point3D *back,
+                std::size_t &backSize) {
+    std::size_t f = 0, b = 0;
     for (std::size_t i = 0, prev = n - 1; i < n; prev = i++) {
         unsigned char const c = classes[i];
         unsigned char const pc = classes[prev];
         if (c == kOn) {
-            front.push_back(pts[i]);
-            if (pc == kBack) back.push_back(pts[i]);
+            front[f++] = pts[i];
+            if (pc == kBack) back[b++] = pts[i];
         } else if (c == kFront) {
             if (pc == kBack) {
                 Point3D const cut = plane.intersection(pts[prev], pts[i], tol);
-                front.push_back(cut);
-                back.push_back(cut);
+                front[f++] = cut;
+                back[b++] = cut;
             }
-            front.push_back(pts[i]);
+            front[f++] = pts[i];
         } else {
             if (pc == kFront) {
                 Point3D const cut = plane.intersection(pts[prev], pts[i], tol);
-                front.push_back(cut);
-                back.push_back(cut);
+                front[f++] = cut;
+                back[b++] = cut;
             } else if (pc == kOn) {
-                back.push_back(pts[prev]);
+                back[b++] = pts[prev];
             }
-            back.push_back(pts[i]);
+            back[b++] = pts[i];
         }
     }
+    frontSize = f;
+    backSize = b;
 }
 
 } // namespace bsp

@@ -190,7 +190,7 @@ inline PointBall ballAround(Point3D const *pts, std::size_t n) {
             double const e = pts[i].vector()[a] - ball.centre[a];
             q += e * e;
         }
-        r2 = std::max(r2, q);
+        if (q > r2 || q != q) r2 = q;   // a NaN, once in, stays (std::max would drop it)
     }
     double const r = std::sqrt(r2);
     double const reach = r + kQuickSlack * (r + centreSize);
@@ -231,12 +231,17 @@ inline double quickThreshold(Plane const &plane, double t) {
 // as |s(p)| >= s(p) > t). The back case is the mirror image: s(p) < -t, so p is neither on
 // nor front. NaN anywhere fails both comparisons, and an infinite reach or tau decides
 // nothing, so those polygons go to the exact classification.
+inline unsigned quickSide(PlaneEquation plane, double x, double y, double z, double reach,
+                          double tau) {
+    double const s = plane.a * x + plane.b * y + plane.c * z + plane.d;
+    // |s| - reach > tau is s - reach > tau for s > 0 and, negated exactly, s + reach < -tau
+    // for s < 0, with the same roundings: one comparison for both sides.
+    unsigned const decided = std::fabs(s) - reach > tau;
+    unsigned const back = s < 0.0;
+    return decided << (1 + back);   // kFront, kBack or 0
+}
 inline unsigned quickSide(PlaneEquation plane, PointBall const &ball, double tau) {
-    double const s = plane.a * ball.centre[0] + plane.b * ball.centre[1] +
-                     plane.c * ball.centre[2] + plane.d;
-    unsigned const front = s - ball.reach > tau;
-    unsigned const back = s + ball.reach < -tau;
-    return front << 1 | back << 2;   // kFront, kBack or 0
+    return quickSide(plane, ball.centre[0], ball.centre[1], ball.centre[2], ball.reach, tau);
 }
 
 // The pieces of a polygon that classifyPolygon found Spanning, from the classes it wrote:
@@ -244,10 +249,12 @@ inline unsigned quickSide(PlaneEquation plane, PointBall const &ball, double tau
 // sends on points to the front piece (and to the back piece after a back point), front points
 // to the front piece and back points to the back piece (after the on point before them), and
 // puts the crossing point of every front-back edge, Plane::intersection of the predecessor and
-// the point, into both. `front` and `back` are cleared first. The plane is not changed
-// (Plane::intersection merely is not const).
+// the point, into both. `front` and `back` need room for 2n points each (a step adds at most
+// two to a piece); their sizes are returned in frontSize and backSize. The plane is not
+// changed (Plane::intersection merely is not const).
 void cutPolygon(Point3D const *pts, std::size_t n, unsigned char const *classes, Plane &plane,
-                Tolerance const &tol, std::vector<Point3D> &front, std::vector<Point3D> &back);
+                Tolerance const &tol, Point3D *front, std::size_t &frontSize, Point3D *back,
+                std::size_t &backSize);
 
 } // namespace bsp
 } // namespace ORVANE_DATABASE
