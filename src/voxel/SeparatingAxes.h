@@ -1,0 +1,158 @@
+#pragma once
+// A conservative separating-axis test between one triangle and the cells of a voxel grid, run
+// in front of the expensive step of the exact cell test: the crossing test
+// triangleCrossesCell (72 segment-triangle tests), which the cell test runs for a cell whose
+// corners lie on both sides of the triangle's plane. Most such cells only straddle the plane
+// somewhere beside the triangle; the nine axes e x a (e a triangle edge, a a coordinate axis)
+// show it with a few products, and the crossing test then runs only on cells the triangle
+// may touch.
+//
+// Claim: when separated() holds for a cell, triangleCrossesCell of the triangle and that cell
+// is false. So skipping it never changes the marking.
+//
+// Proof. Let D bound every distance between a triangle corner and a corner of the cell, and
+// every edge of both (the triangle's box and two cell sizes on each axis give it, as the cell
+// overlaps the triangle's box), t = 1e-13 the crossing test's tolerance and u = 2^-53. The
+// crossing test is true only when one of its segment-triangle tests is: a segment s0 -> s1
+// (d = s1 - s0, w = s0 - t0, as computed) meets a triangle t0 + u e1 + v e2 (n = e1 x e2)
+// with computed r, u, v in (-t, 1 + t), u + v below 1 + t. With the exact quotients of the
+// computed inputs, the point Y = s0 + w' + r d (w' = w - (s0 - t0)) satisfies
+// Y - t0 = u e1 + v e2 (Cramer's rule: (e2 x d).d = 0 and so on), so Y lies within r's excess
+// times |d| of the segment and within the weights' excesses times |e1| + |e2| of the triangle,
+// up to the rounding of w, d, e1, e2 (u D each). It remains to bound how far the computed
+// r, u, v can be from the exact ones:
+//  - A triangle edge against a face triangle of the cell (face x = X, say). The face's e1, e2
+//    have x components exactly 0 and one of their cross terms is exactly 0 (a right triangle
+//    along the axes), so n = (n_x, 0, 0), r = -(w_x / d_x)(1 + 3u) and a passing r gives
+//    |w_x| <= 1.01 |d_x|. Every term of (e2 x d).w and (e2 x d).e1 then carries the factor
+//    d_x, the denominator is d_x times a face area within 3u, and u, v are off by at most
+//    24u (|w| + |d|)(1 + A) / |e1| and the like, A the largest ratio of two cell sizes.
+//  - A cell edge or face diagonal d against the triangle. All three denominators equal n.d
+//    up to 7u |e1||e2||d|; with eta = |n| / (|e1||e2|) (the sine of the triangle's angle)
+//    and sigma = |n.d| / (|n||d|) (the sine of the angle between d and the plane) their
+//    relative error is at most 7u / (eta sigma), and r, u, v are off by at most
+//    22u D / (eta sigma |d|), 21u D / (eta sigma |e1|) and the like. Where the computed n.d is
+//    exactly 0 (n_x == 0 for a cell edge along x, for instance), the test is false outright.
+// With Amp the larger of 1 + A and 1 / (eta sigma) over the directions d of the cell's edges
+// and diagonals whose n.d is not identically 0, both cases give a point within
+// delta = 3 t D + 160 u D Amp of the triangle and of the cell. Then along any axis a the
+// projections of triangle and cell come closer than 2 delta |a|, and separated() demands a
+// gap of more than |a|_1 (2 delta' + 32 u L), with delta' = 4 t D + 256 u D Amp above delta
+// and 32 u L |a|_1 above the rounding of the projections themselves (L bounds every
+// coordinate). So a separated cell has no such point, and the crossing test is false.
+//
+// The bounds need finite input of sane size and a well-conditioned configuration; where
+// that is not the case (a degenerate or sliver triangle, a triangle within 1e-6 of parallel
+// to a cell edge or diagonal without being exactly parallel, flat cells, coordinates beyond
+// 1e100 or sizes below 1e-100), active() is false and every cell gets the crossing test.
+#include "CellGeometry.h"
+#include "CellTriangleTest.h"
+#include "Point3D.h"
+#include "Vector3D.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace ORVANE_DATABASE {
+namespace voxel {
+
+class SeparatingAxes {
+public:
+    // For the triangle p0, p1, p2, whose crossing-test frame is `frame`, with box lo..hi, and
+    // the cells of `g`.
+    SeparatingAxes(Point3D const &p0, Point3D const &p1, Point3D const &p2,
+                   TriangleFrame const &frame, Vector3D const &lo, Vector3D const &hi,
+                   CellGeometry const &g) {
+        double constexpr u = 0x1p-53;
+        double constexpr largest = 1e100, smallest = 1e-100;
+        Vector3D const *pts[3] = {&p0.vector(), &p1.vector(), &p2.vector()};
+        double bound = 0.0, reach = 0.0;   // L and D
+        for (int a = 0; a < 3; ++a) {
+            double const size = g.size[a];
+            if (!(size >= 0.0 && size <= largest) || (size > 0.0 && size < smallest)) return;
+            bound = std::max(bound, std::max(std::fabs(lo[a]), std::fabs(hi[a])) + 2.0 * size);
+            reach += (hi[a] - lo[a]) + 2.0 * size;
+        }
+        if (!(bound <= largest)) return;   // also NaN
+
+        // Amp: the cells' aspect ratios, and the triangle's angles with the cells' edges
+        // and face diagonals.
+        double amp = 1.0;
+        for (int a = 0; a < 3; ++a)
+            for (int b = a + 1; b < 3; ++b)
+                if (g.size[a] > 0.0 && g.size[b] > 0.0)
+                    amp = std::max(amp, 1.0 + std::max(g.size[a] / g.size[b], g.size[b] / g.size[a]));
+        double const e1 = frame.e1.magnitude(), e2 = frame.e2.magnitude(), n = frame.n.magnitude();
+        if (!(e1 >= smallest && e2 >= smallest && n >= smallest * smallest)) return;
+        double const eta = n / (e1 * e2);
+        auto direction = [&](double dx, double dy, double dz) {
+            double const d[3] = {dx, dy, dz};
+            bool zero = true;   // n.d computes to exactly 0: those tests are false anyway
+            double dot = 0.0, length = 0.0;
+            for (int a = 0; a < 3; ++a) {
+                if (d[a] != 0.0 && frame.n[a] != 0.0) zero = false;
+                dot += frame.n[a] * d[a];
+                length += d[a] * d[a];
+            }
+            if (zero) return;
+            double const sigma = std::fabs(dot) / (n * std::sqrt(length));
+            amp = std::max(amp, 1.0 / (eta * sigma));   // +inf when sigma is 0
+        };
+        double const sx = g.size[0], sy = g.size[1], sz = g.size[2];
+        direction(sx, 0, 0), direction(0, sy, 0), direction(0, 0, sz);
+        direction(0, sy, -sz), direction(0, sy, sz), direction(sx, sy, 0);
+        direction(sx, -sy, 0), direction(sx, 0, -sz), direction(sx, 0, sz);
+        if (!(amp <= 1e6)) return;
+
+        double const delta = 4.0 * kCellEps * reach + 256.0 * u * reach * amp;
+        double const margin = 2.0 * delta + 32.0 * u * bound;
+        Vector3D const edges[3] = {frame.e1, p2.vector() - p1.vector(), frame.e2};
+        int axis = 0;
+        for (Vector3D const &f : edges) {
+            double const axes[3][3] = {{0.0, f[2], -f[1]}, {-f[2], 0.0, f[0]}, {f[1], -f[0], 0.0}};
+            for (auto const &a : axes) {
+                double low = 0.0, high = 0.0;
+                for (int c = 0; c < 3; ++c) {
+                    Vector3D const &p = *pts[c];
+                    double const s = a[0] * p[0] + a[1] * p[1] + a[2] * p[2];
+                    low = c == 0 ? s : std::min(low, s);
+                    high = c == 0 ? s : std::max(high, s);
+                }
+                for (int c = 0; c < 3; ++c) m_axis[axis][c] = a[c];
+                m_low[axis] = low;
+                m_high[axis] = high;
+                m_slack[axis] = (std::fabs(a[0]) + std::fabs(a[1]) + std::fabs(a[2])) * margin;
+                ++axis;
+            }
+        }
+        m_active = true;
+    }
+
+    bool active() const { return m_active; }
+
+    // Whether the cell from lo to hi lies apart from the triangle, beyond the margin, along
+    // one of the nine axes (see the proof above); only meaningful when active().
+    bool separated(double const lo[3], double const hi[3]) const {
+        double c[3], h[3];
+        for (int a = 0; a < 3; ++a) {
+            c[a] = 0.5 * lo[a] + 0.5 * hi[a];
+            h[a] = 0.5 * hi[a] - 0.5 * lo[a];
+        }
+        for (int i = 0; i < 9; ++i) {
+            double const *a = m_axis[i];
+            double const centre = a[0] * c[0] + a[1] * c[1] + a[2] * c[2];
+            double const radius = std::fabs(a[0]) * h[0] + std::fabs(a[1]) * h[1] + std::fabs(a[2]) * h[2];
+            if ((centre - radius) - m_high[i] > m_slack[i] || m_low[i] - (centre + radius) > m_slack[i])
+                return true;
+        }
+        return false;
+    }
+
+private:
+    bool m_active = false;
+    double m_axis[9][3];
+    double m_low[9], m_high[9], m_slack[9];
+};
+
+} // namespace voxel
+} // namespace ORVANE_DATABASE
