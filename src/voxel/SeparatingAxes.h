@@ -43,8 +43,10 @@
 //
 // The bounds need finite input of sane size and a well-conditioned configuration; where
 // that is not the case (a degenerate or sliver triangle, a triangle within 1e-6 of parallel
-// to a cell edge or diagonal without being exactly parallel, flat cells, coordinates beyond
-// 1e100 or sizes below 1e-100), active() is false and every cell gets the crossing test.
+// to a cell edge or diagonal without being exactly parallel, cells of very unequal sizes,
+// coordinates beyond 1e100, edge components or cell sizes below 1e-60 but not 0, whose
+// products would lose precision in subnormal numbers), active() is false and every cell gets
+// the crossing test.
 #include "CellGeometry.h"
 #include "CellTriangleTest.h"
 #include "Point3D.h"
@@ -64,14 +66,23 @@ public:
                    TriangleFrame const &frame, Vector3D const &lo, Vector3D const &hi,
                    CellGeometry const &g) {
         double constexpr u = 0x1p-53;
-        double constexpr largest = 1e100, smallest = 1e-100;
+        double constexpr largest = 1e100, smallest = 1e-60;
+        // Every denominator of the crossing test is a product of up to three edge components
+        // and cell sizes; keeping each of those 0 or between 1e-60 and 1e100 keeps the
+        // products in the normal range, where rounding is relative.
+        auto sane = [&](double v) {
+            v = std::fabs(v);
+            return v == 0.0 || (v >= smallest && v <= largest);
+        };
         Vector3D const *pts[3] = {&p0.vector(), &p1.vector(), &p2.vector()};
         double bound = 0.0, reach = 0.0;   // L and D
         for (int a = 0; a < 3; ++a) {
             double const size = g.size[a];
-            if (!(size >= 0.0 && size <= largest) || (size > 0.0 && size < smallest)) return;
+            if (!(size >= 0.0) || !sane(size)) return;
             bound = std::max(bound, std::max(std::fabs(lo[a]), std::fabs(hi[a])) + 2.0 * size);
             reach += (hi[a] - lo[a]) + 2.0 * size;
+            for (int e = 0; e < 3; ++e)
+                if (!sane((*pts[(e + 1) % 3])[a] - (*pts[e])[a])) return;
         }
         if (!(bound <= largest)) return;   // also NaN
 
@@ -83,7 +94,7 @@ public:
                 if (g.size[a] > 0.0 && g.size[b] > 0.0)
                     amp = std::max(amp, 1.0 + std::max(g.size[a] / g.size[b], g.size[b] / g.size[a]));
         double const e1 = frame.e1.magnitude(), e2 = frame.e2.magnitude(), n = frame.n.magnitude();
-        if (!(e1 >= smallest && e2 >= smallest && n >= smallest * smallest)) return;
+        if (!(e1 > 0.0 && e2 > 0.0 && n >= smallest * smallest)) return;
         double const eta = n / (e1 * e2);
         auto direction = [&](double dx, double dy, double dz) {
             double const d[3] = {dx, dy, dz};
