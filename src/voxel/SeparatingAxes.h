@@ -33,9 +33,10 @@
 //    relative error is at most 7u / (eta sigma), and r, u, v are off by at most
 //    22u D / (eta sigma |d|), 21u D / (eta sigma |e1|) and the like. Where the computed n.d is
 //    exactly 0 (n_x == 0 for a cell edge along x, for instance), the test is false outright.
-// With Amp the larger of 1 + A and 1 / (eta sigma) over the directions d of the cell's edges
-// and diagonals whose n.d is not identically 0, both cases give a point within
-// delta = 3 t D + 160 u D Amp of the triangle and of the cell. Then along any axis a the
+// With Amp bounding 1 + A and 1 / (eta sigma) over the directions d of the cell's edges and
+// diagonals whose n.d is not identically 0 (the filter runs only where Amp = 1e6 does),
+// both cases give a point within delta = 3 t D + 160 u D Amp of the triangle and of the
+// cell. Then along any axis a the
 // projections of triangle and cell come closer than 2 delta |a|, and separated() demands a
 // gap of more than |a|_1 (2 delta' + 32 u L), with delta' = 4 t D + 256 u D Amp above delta
 // and 32 u L |a|_1 above the rounding of the projections themselves (L bounds every
@@ -58,64 +59,82 @@
 namespace ORVANE_DATABASE {
 namespace voxel {
 
+// What the separating axes need to know of the grid, the same for every triangle: the
+// directions of the cells' edges and face diagonals, and whether the cell sizes keep the
+// bounds of the proof (each 0 or between 1e-60 and 1e100, no two nonzero sizes more than
+// 1e6 apart).
+struct CellDirections {
+    bool usable = false;
+    double d[9][3];       // x, y, z edges, then the six face diagonals
+    double length[9];
+    double size[3];
+
+    explicit CellDirections(CellGeometry const &g) {
+        for (int a = 0; a < 3; ++a) {
+            size[a] = g.size[a];
+            if (!(size[a] >= 0.0) || !saneMagnitude(size[a])) return;
+        }
+        for (int a = 0; a < 3; ++a)
+            for (int b = a + 1; b < 3; ++b)
+                if (size[a] > 0.0 && size[b] > 0.0 &&
+                    !(1.0 + std::max(size[a] / size[b], size[b] / size[a]) <= kAmplification))
+                    return;
+        double const sx = size[0], sy = size[1], sz = size[2];
+        double const all[9][3] = {{sx, 0, 0},  {0, sy, 0},  {0, 0, sz},  {0, sy, -sz}, {0, sy, sz},
+                                  {sx, sy, 0}, {sx, -sy, 0}, {sx, 0, -sz}, {sx, 0, sz}};
+        for (int i = 0; i < 9; ++i) {
+            for (int c = 0; c < 3; ++c) d[i][c] = all[i][c];
+            length[i] = std::sqrt(d[i][0] * d[i][0] + d[i][1] * d[i][1] + d[i][2] * d[i][2]);
+        }
+        usable = true;
+    }
+
+    // The largest error amplification the proof admits (Amp).
+    static constexpr double kAmplification = 1e6;
+
+    // 0, or a magnitude between 1e-60 and 1e100: products of three such numbers stay in the
+    // normal range, where rounding is relative.
+    static bool saneMagnitude(double v) {
+        v = std::fabs(v);
+        return v == 0.0 || (v >= 1e-60 && v <= 1e100);
+    }
+};
+
 class SeparatingAxes {
 public:
     // For the triangle p0, p1, p2, whose crossing-test frame is `frame`, with box lo..hi, and
-    // the cells of `g`.
+    // the cells described by `cells`.
     SeparatingAxes(Point3D const &p0, Point3D const &p1, Point3D const &p2,
                    TriangleFrame const &frame, Vector3D const &lo, Vector3D const &hi,
-                   CellGeometry const &g) {
+                   CellDirections const &cells) {
+        if (!cells.usable) return;
         double constexpr u = 0x1p-53;
-        double constexpr largest = 1e100, smallest = 1e-60;
-        // Every denominator of the crossing test is a product of up to three edge components
-        // and cell sizes; keeping each of those 0 or between 1e-60 and 1e100 keeps the
-        // products in the normal range, where rounding is relative.
-        auto sane = [&](double v) {
-            v = std::fabs(v);
-            return v == 0.0 || (v >= smallest && v <= largest);
-        };
         Vector3D const *pts[3] = {&p0.vector(), &p1.vector(), &p2.vector()};
         double bound = 0.0, reach = 0.0;   // L and D
         for (int a = 0; a < 3; ++a) {
-            double const size = g.size[a];
-            if (!(size >= 0.0) || !sane(size)) return;
+            double const size = cells.size[a];
             bound = std::max(bound, std::max(std::fabs(lo[a]), std::fabs(hi[a])) + 2.0 * size);
             reach += (hi[a] - lo[a]) + 2.0 * size;
             for (int e = 0; e < 3; ++e)
-                if (!sane((*pts[(e + 1) % 3])[a] - (*pts[e])[a])) return;
+                if (!CellDirections::saneMagnitude((*pts[(e + 1) % 3])[a] - (*pts[e])[a])) return;
         }
-        if (!(bound <= largest)) return;   // also NaN
+        if (!(bound <= 1e100)) return;   // also NaN
 
-        // Amp: the cells' aspect ratios, and the triangle's angles with the cells' edges
-        // and face diagonals.
-        double amp = 1.0;
-        for (int a = 0; a < 3; ++a)
-            for (int b = a + 1; b < 3; ++b)
-                if (g.size[a] > 0.0 && g.size[b] > 0.0)
-                    amp = std::max(amp, 1.0 + std::max(g.size[a] / g.size[b], g.size[b] / g.size[a]));
-        double const e1 = frame.e1.magnitude(), e2 = frame.e2.magnitude(), n = frame.n.magnitude();
-        if (!(e1 > 0.0 && e2 > 0.0 && n >= smallest * smallest)) return;
-        double const eta = n / (e1 * e2);
-        auto direction = [&](double dx, double dy, double dz) {
-            double const d[3] = {dx, dy, dz};
-            bool zero = true;   // n.d computes to exactly 0: those tests are false anyway
-            double dot = 0.0, length = 0.0;
-            for (int a = 0; a < 3; ++a) {
+        // 1 / (eta sigma) = |d||e1||e2| / |n.d| at most Amp for every direction whose n.d is
+        // not exactly 0 (those tests are false whatever the cell).
+        double const spread = std::sqrt(frame.e1.magnitudeSqr() * frame.e2.magnitudeSqr());
+        if (!(spread > 0.0) || !(frame.n.magnitude() >= 1e-120)) return;
+        for (int i = 0; i < 9; ++i) {
+            double const *d = cells.d[i];
+            bool zero = true;
+            for (int a = 0; a < 3; ++a)
                 if (d[a] != 0.0 && frame.n[a] != 0.0) zero = false;
-                dot += frame.n[a] * d[a];
-                length += d[a] * d[a];
-            }
-            if (zero) return;
-            double const sigma = std::fabs(dot) / (n * std::sqrt(length));
-            amp = std::max(amp, 1.0 / (eta * sigma));   // +inf when sigma is 0
-        };
-        double const sx = g.size[0], sy = g.size[1], sz = g.size[2];
-        direction(sx, 0, 0), direction(0, sy, 0), direction(0, 0, sz);
-        direction(0, sy, -sz), direction(0, sy, sz), direction(sx, sy, 0);
-        direction(sx, -sy, 0), direction(sx, 0, -sz), direction(sx, 0, sz);
-        if (!(amp <= 1e6)) return;
+            if (zero) continue;
+            double const dot = frame.n[0] * d[0] + frame.n[1] * d[1] + frame.n[2] * d[2];
+            if (!(cells.length[i] * spread <= CellDirections::kAmplification * std::fabs(dot))) return;
+        }
 
-        double const delta = 4.0 * kCellEps * reach + 256.0 * u * reach * amp;
+        double const delta = 4.0 * kCellEps * reach + 256.0 * u * reach * CellDirections::kAmplification;
         double const margin = 2.0 * delta + 32.0 * u * bound;
         Vector3D const edges[3] = {frame.e1, p2.vector() - p1.vector(), frame.e2};
         int axis = 0;

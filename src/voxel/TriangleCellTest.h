@@ -2,14 +2,15 @@
 // The cell test of one triangle against many cells, prepared once per triangle: the same
 // answers as cellTouchesTriangle (the cell test written step by step), cheaper.
 //
-//  - The triangle's box, plane and crossing-test frame are computed once, and the plane, the
-//    frame and the separating axes only when a cell first needs them (a small triangle in a
-//    single, or already marked, cell needs none of them).
+//  - The triangle's box is computed once, its plane when a cell first needs the corner walk,
+//    its crossing-test frame and separating axes when a cell first straddles the plane (a
+//    small triangle in a single, or already marked, cell needs none of them).
+//  - A cell whose corners all lie clearly on one side of the plane is settled from its centre.
 //  - The crossing test runs only for a cell that the separating axes cannot set apart from
 //    the triangle (see SeparatingAxes.h for why that never changes its answer).
 //  - The crossing test is true when any of its 72 segment-triangle tests is, whatever their
-//    order, so it first tries the tests that geometry suggests (cell edges and diagonals
-//    whose ends lie on both sides of the triangle's plane, triangle edges that reach a face's
+//    order, so it first tries the tests that geometry suggests (triangle edges that reach a
+//    face's plane, cell edges and diagonals whose ends lie on both sides of the triangle's
 //    plane) and runs the full list only when none of those holds.
 #include "CellGeometry.h"
 #include "CellTriangleTest.h"
@@ -27,13 +28,18 @@ namespace voxel {
 
 class TriangleCellTest {
 public:
-    TriangleCellTest(CellGeometry const &g, Point3D const &p0, Point3D const &p1, Point3D const &p2)
-        : m_g(g), m_p{&p0, &p1, &p2} {
+    // The triangle p0, p1, p2 (kept by reference) against the cells of g, which `directions`
+    // describes for the separating axes.
+    TriangleCellTest(CellGeometry const &g, CellDirections const &directions, Point3D const &p0,
+                     Point3D const &p1, Point3D const &p2)
+        : m_g(g), m_directions(directions), m_p{&p0, &p1, &p2} {
         // The box as BoundingBox3D::add builds it from p0, p1, p2 (the same min and max
         // calls, so NaN coordinates fall the same way).
+        m_small = true;
         for (int a = 0; a < 3; ++a) {
             m_lo[a] = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
             m_hi[a] = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
+            m_small = m_small && m_hi[a] - m_lo[a] < g.size[a];
         }
     }
 
@@ -60,7 +66,7 @@ public:
                         vMin[a] - eps <= m_hi[a] && m_hi[a] <= vMax[a] + eps;
         if (contained) return true;
 
-        prepare();
+        if (!m_plane) m_plane.emplace(*m_p[0], *m_p[1], *m_p[2]);
         if (apartFromPlane(vMin, vMax)) return false;
         Point3D const corners[8] = {
             Point3D(vMin[0], vMin[1], vMin[2]), Point3D(vMin[0], vMin[1], vMax[2]),
@@ -69,6 +75,9 @@ public:
             Point3D(vMax[0], vMax[1], vMin[2]), Point3D(vMax[0], vMax[1], vMax[2])};
         double s[8];
         for (int q = 0; q < 8; ++q) s[q] = m_plane->distance(corners[q]);
+        // The corner walk: a corner in the plane marks the cell when it lies in the triangle;
+        // corners on both sides call for the crossing test, whose answer does not depend on
+        // which corner revealed the straddle, so it runs at most once.
         int reference = 0;
         bool crossingTried = false;
         for (int q = 0; q < 8; ++q) {
@@ -81,23 +90,13 @@ public:
                 reference = side;
             } else if (side != reference && !crossingTried) {
                 crossingTried = true;
-                if (!(m_axes->active() && m_axes->separated(vMin, vMax)) &&
-                    crosses(corners, s, vMin, vMax))
-                    return true;
+                if (crosses(corners, s, vMin, vMax)) return true;
             }
         }
         return false;
     }
 
 private:
-    void prepare() {
-        if (m_plane) return;
-        Point3D const &p0 = *m_p[0], &p1 = *m_p[1], &p2 = *m_p[2];
-        m_plane.emplace(p0, p1, p2);
-        m_frame.emplace(p0, p1, p2);
-        m_axes.emplace(p0, p1, p2, *m_frame, m_lo, m_hi, m_g);
-    }
-
     // Whether every corner of the cell vMin..vMax lies more than 1e-13 from the plane, all on
     // one side: then the corner walk finds no corner in the plane and no straddle, and the
     // cell test is false. Decided from the cell's centre c and half sizes h: each corner q
@@ -124,21 +123,26 @@ private:
     }
 
     // triangleCrossesCell of the triangle and the cell with these corners (corner distances
-    // from the plane s, box vMin..vMax): the likely tests first, then all of them.
+    // from the plane s, box vMin..vMax). The separating axes may show that none of its 72
+    // tests holds. Otherwise, as its answer is the union of the tests in any order, the
+    // tests that usually hold come first: the triangle's edges for a triangle smaller than a
+    // cell, the cell's edges for a larger one, then the other kind, then the full list.
     bool crosses(Point3D const corners[8], double const s[8], double const vMin[3],
                  double const vMax[3]) {
-        double const eps = kCellEps;
-        // Cell edges and diagonals whose ends are not both on one side of the plane, against
-        // the triangle.
-        for (auto const &f : kCellFaceTriangles)
-            for (int e = 0; e < 3; ++e) {
-                int const a = f[e], b = f[(e + 1) % 3];
-                bool const apart = (s[a] > eps && s[b] > eps) || (s[a] < -eps && s[b] < -eps);
-                if (!apart && segmentCrossesTriangle(corners[a], corners[b], *m_frame, eps))
-                    return true;
-            }
-        // Triangle edges that reach a face's plane, against that face's two triangles. The
-        // faces in the order of kCellFaceTriangles: x low, x high, z high, z low, y high,
+        if (!m_frame) {
+            m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
+            m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
+        }
+        if (m_axes->active() && m_axes->separated(vMin, vMax)) return false;
+        if (m_small ? edgesCross(corners, vMin, vMax) || cellEdgesCross(corners, s)
+                    : cellEdgesCross(corners, s) || edgesCross(corners, vMin, vMax))
+            return true;
+        return triangleCrossesCell(*m_p[0], *m_p[1], *m_p[2], corners);
+    }
+
+    // The triangle's edges that reach a face's plane, against that face's two triangles.
+    bool edgesCross(Point3D const corners[8], double const vMin[3], double const vMax[3]) const {
+        // The faces in the order of kCellFaceTriangles: x low, x high, z high, z low, y high,
         // y low.
         static constexpr int kFaceAxis[6] = {0, 0, 2, 2, 1, 1};
         static constexpr bool kFaceHigh[6] = {false, true, true, false, true, false};
@@ -152,17 +156,33 @@ private:
                 if (!(lo <= plane && plane <= hi)) continue;
                 for (int half = 0; half < 2; ++half) {
                     int const *t = kCellFaceTriangles[2 * face + half];
-                    if (segmentCrossesTriangle(p, q, TriangleFrame(corners[t[0]], corners[t[1]], corners[t[2]]), eps))
-                        return true;
+                    TriangleFrame const target(corners[t[0]], corners[t[1]], corners[t[2]]);
+                    if (segmentCrossesTriangle(p, q, target, kCellEps)) return true;
                 }
             }
         }
-        return triangleCrossesCell(*m_p[0], *m_p[1], *m_p[2], corners);
+        return false;
+    }
+
+    // The cell's edges and diagonals whose ends are not both on one side of the plane (s: the
+    // corners' distances), against the triangle.
+    bool cellEdgesCross(Point3D const corners[8], double const s[8]) const {
+        double const eps = kCellEps;
+        for (auto const &f : kCellFaceTriangles)
+            for (int e = 0; e < 3; ++e) {
+                int const a = f[e], b = f[(e + 1) % 3];
+                bool const apart = (s[a] > eps && s[b] > eps) || (s[a] < -eps && s[b] < -eps);
+                if (!apart && segmentCrossesTriangle(corners[a], corners[b], *m_frame, eps))
+                    return true;
+            }
+        return false;
     }
 
     CellGeometry const &m_g;
+    CellDirections const &m_directions;
     Point3D const *m_p[3];
     Vector3D m_lo, m_hi;
+    bool m_small;   // narrower than a cell on every axis
     std::optional<Plane> m_plane;
     std::optional<TriangleFrame> m_frame;
     std::optional<SeparatingAxes> m_axes;

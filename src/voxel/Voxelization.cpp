@@ -139,9 +139,10 @@ double Voxelization::deltaz() {
 // touches, skipping cells already marked: the loop of markVoxelsPerTriangle, with the cell
 // test prepared once for the triangle.
 static void markTriangle(unsigned char *grid, std::size_t const count[3], CellGeometry const &g,
-                         Point3D const &p0, Point3D const &p1, Point3D const &p2,
-                         int const first[3], int const last[3]) {
-    voxel::TriangleCellTest test(g, p0, p1, p2);
+                         voxel::CellDirections const &directions, Point3D const &p0,
+                         Point3D const &p1, Point3D const &p2, int const first[3],
+                         int const last[3]) {
+    voxel::TriangleCellTest test(g, directions, p0, p1, p2);
     for (int i = first[0]; i <= last[0]; ++i)
         for (int j = first[1]; j <= last[1]; ++j) {
             unsigned char *row = grid + (std::size_t(i) * count[1] + std::size_t(j)) * count[2];
@@ -155,6 +156,7 @@ bool Voxelization::markVoxels() {
     if (cellCount() == 0) return true;
     std::size_t const count[3] = {m_nx, m_ny, m_nz};
     CellGeometry const g = geometryOf(*m_mesh, count);
+    voxel::CellDirections const directions(g);
     std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
 
     Triangulation &mesh = *m_mesh;
@@ -169,7 +171,7 @@ bool Voxelization::markVoxels() {
             first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], limit[a]);
             last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], limit[a]);
         }
-        markTriangle(m_grid.get(), count, g, p0, p1, p2, first, last);
+        markTriangle(m_grid.get(), count, g, directions, p0, p1, p2, first, last);
     }
     return true;
 }
@@ -185,7 +187,8 @@ void Voxelization::markVoxelsPerTriangle(Triangle *t, int i0, int j0, int k0, in
     int const first[3] = {std::max(i0, 0), std::max(j0, 0), std::max(k0, 0)};
     int const last[3] = {std::min(i1, int(m_nx) - 1),   // a valid grid's counts fit in 32 bits
                          std::min(j1, int(m_ny) - 1), std::min(k1, int(m_nz) - 1)};
-    markTriangle(m_grid.get(), count, geometryOf(mesh, count), p0, p1, p2, first, last);
+    CellGeometry const g = geometryOf(mesh, count);
+    markTriangle(m_grid.get(), count, g, voxel::CellDirections(g), p0, p1, p2, first, last);
 }
 
 void Voxelization::voxelxTriangleIntersection(BoundingBox3D &box, Plane &plane, Point3D &p0,

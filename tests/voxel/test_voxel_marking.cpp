@@ -254,7 +254,8 @@ TEST(VoxelMarking, PreparedCellTestMatchesTheStepByStepTest) {
     long cells = 0, touching = 0;
     for (int round = 0; round < 6000; ++round) {
         NastyCase const c = nastyCase(rng);
-        voxel::TriangleCellTest test(c.g, c.p[0], c.p[1], c.p[2]);
+        voxel::CellDirections const directions(c.g);
+        voxel::TriangleCellTest test(c.g, directions, c.p[0], c.p[1], c.p[2]);
         Plane const plane(c.p[0], c.p[1], c.p[2]);
         Point3D const lo = test.lower().positionVector(), hi = test.upper().positionVector();
         for (int i = -1; i <= c.count[0]; ++i)
@@ -285,8 +286,9 @@ TEST(VoxelMarking, SeparatedCellsFailTheCrossingTest) {
                     p.vector()[a] = c.g.origin[a] + c.g.size[a] * (1.5 + unit(rng));
         }
         voxel::TriangleFrame const frame(c.p[0], c.p[1], c.p[2]);
-        voxel::TriangleCellTest const box(c.g, c.p[0], c.p[1], c.p[2]);
-        voxel::SeparatingAxes const axes(c.p[0], c.p[1], c.p[2], frame, box.lower(), box.upper(), c.g);
+        voxel::CellDirections const directions(c.g);
+        voxel::TriangleCellTest const box(c.g, directions, c.p[0], c.p[1], c.p[2]);
+        voxel::SeparatingAxes const axes(c.p[0], c.p[1], c.p[2], frame, box.lower(), box.upper(), directions);
         ++tried;
         if (!axes.active()) continue;
         ++active;
