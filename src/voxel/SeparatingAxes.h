@@ -138,23 +138,24 @@ public:
         double const margin = 2.0 * delta + 32.0 * u * bound;
         Vector3D const edges[3] = {frame.e1, p2.vector() - p1.vector(), frame.e2};
         int axis = 0;
-        for (Vector3D const &f : edges) {
-            double const axes[3][3] = {{0.0, f[2], -f[1]}, {-f[2], 0.0, f[0]}, {f[1], -f[0], 0.0}};
-            for (auto const &a : axes) {
-                double low = 0.0, high = 0.0;
-                for (int c = 0; c < 3; ++c) {
-                    Vector3D const &p = *pts[c];
-                    double const s = a[0] * p[0] + a[1] * p[1] + a[2] * p[2];
-                    low = c == 0 ? s : std::min(low, s);
-                    high = c == 0 ? s : std::max(high, s);
+        for (Vector3D const &f : edges)
+            for (int zero = 0; zero < 3; ++zero) {   // f x (the axis `zero`): 0 there
+                int const b = (zero + 1) % 3, c = (zero + 2) % 3;
+                double *a = m_axis[axis];
+                a[zero] = 0.0;
+                a[b] = f[c];
+                a[c] = -f[b];
+                double low = a[b] * (*pts[0])[b] + a[c] * (*pts[0])[c], high = low;
+                for (int q = 1; q < 3; ++q) {
+                    double const s = a[b] * (*pts[q])[b] + a[c] * (*pts[q])[c];
+                    low = std::min(low, s);
+                    high = std::max(high, s);
                 }
-                for (int c = 0; c < 3; ++c) m_axis[axis][c] = a[c];
                 m_low[axis] = low;
                 m_high[axis] = high;
-                m_slack[axis] = (std::fabs(a[0]) + std::fabs(a[1]) + std::fabs(a[2])) * margin;
+                m_slack[axis] = (std::fabs(a[b]) + std::fabs(a[c])) * margin;
                 ++axis;
             }
-        }
         m_active = true;
     }
 

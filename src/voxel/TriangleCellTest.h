@@ -123,20 +123,20 @@ private:
     }
 
     // triangleCrossesCell of the triangle and the cell with these corners (corner distances
-    // from the plane s, box vMin..vMax). The separating axes may show that none of its 72
-    // tests holds. Otherwise, as its answer is the union of the tests in any order, the
-    // tests that usually hold come first: the triangle's edges for a triangle smaller than a
-    // cell, the cell's edges for a larger one, then the other kind, then the full list.
+    // from the plane s, box vMin..vMax). Its answer is the union of its 72 tests in any
+    // order, so the tests that usually hold come first (the triangle's edges for a triangle
+    // smaller than a cell, the cell's edges for a larger one, then the other kind), the full
+    // list last, and the separating axes, which can show that none holds, before all the
+    // tests that usually fail.
     bool crosses(Point3D const corners[8], double const s[8], double const vMin[3],
                  double const vMax[3]) {
-        if (!m_frame) {
-            m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
-            m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
-        }
+        if (!m_frame) m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
+        // A small triangle's few edge tests are cheaper than the axes; a large triangle's
+        // cell-edge tests are not.
+        if (m_small && edgesCross(corners, vMin, vMax)) return true;
+        if (!m_axes) m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
         if (m_axes->active() && m_axes->separated(vMin, vMax)) return false;
-        if (m_small ? edgesCross(corners, vMin, vMax) || cellEdgesCross(corners, s)
-                    : cellEdgesCross(corners, s) || edgesCross(corners, vMin, vMax))
-            return true;
+        if (cellEdgesCross(corners, s) || (!m_small && edgesCross(corners, vMin, vMax))) return true;
         return triangleCrossesCell(*m_p[0], *m_p[1], *m_p[2], corners);
     }
 

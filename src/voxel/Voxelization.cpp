@@ -160,10 +160,12 @@ bool Voxelization::markVoxels() {
     std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
 
     Triangulation &mesh = *m_mesh;
+    std::vector<Vertex *> const &vertices = mesh.vertexList();
     for (Triangle *t : mesh.triangleList()) {
-        Point3D const &p0 = *mesh.vertex(t, 0)->point();
-        Point3D const &p1 = *mesh.vertex(t, 1)->point();
-        Point3D const &p2 = *mesh.vertex(t, 2)->point();
+        // Triangulation::vertex's lookup, range test included.
+        Point3D const &p0 = *vertices.at(t->vertexIndex(0))->point();
+        Point3D const &p1 = *vertices.at(t->vertexIndex(1))->point();
+        Point3D const &p2 = *vertices.at(t->vertexIndex(2))->point();
         int first[3], last[3];
         for (int a = 0; a < 3; ++a) {
             double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
