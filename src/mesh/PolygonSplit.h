@@ -134,8 +134,9 @@ inline unsigned uniformSide(Point3D const *pts, std::size_t n, PlaneEquation pla
     bool allFront, allBack;
     if (n == 3) {   // a triangle, most polygons: no loop to mispredict
         bool b0, b1, b2;
-        allFront = front(pts[0], b0) & front(pts[1], b1) & front(pts[2], b2);
-        allBack = b0 & b1 & b2;
+        bool const f0 = front(pts[0], b0), f1 = front(pts[1], b1), f2 = front(pts[2], b2);
+        allFront = f0 && f1 && f2;
+        allBack = b0 && b1 && b2;
     } else {
         allFront = n > 0;
         allBack = n > 0;
