@@ -248,14 +248,23 @@ NastyCase nastyCase(std::mt19937 &rng) {
 } // namespace
 
 // The prepared cell test against the test written step by step, cell by cell over the whole
-// grid and a margin of cells around it.
+// grid and a margin of cells around it; and the claim the separating axes rest on: a cell
+// they set apart is one the crossing test rejects, also just beyond the margin (every other
+// round uses triangles in general position about one cell in size, which the filter serves).
 TEST(VoxelMarking, PreparedCellTestMatchesTheStepByStepTest) {
     std::mt19937 rng(41);
-    long cells = 0, touching = 0;
-    for (int round = 0; round < 6000; ++round) {
-        NastyCase const c = nastyCase(rng);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    long cells = 0, touching = 0, active = 0, separated = 0;
+    for (int round = 0; round < 8000; ++round) {
+        NastyCase c = nastyCase(rng);
+        if (round % 2)
+            for (Point3D &p : c.p)
+                for (int a = 0; a < 3; ++a) p.vector()[a] = c.g.origin[a] + c.g.size[a] * (1.5 + unit(rng));
         voxel::CellDirections const directions(c.g);
         voxel::TriangleCellTest test(c.g, directions, c.p[0], c.p[1], c.p[2]);
+        voxel::SeparatingAxes const axes(c.p[0], c.p[1], c.p[2], voxel::TriangleFrame(c.p[0], c.p[1], c.p[2]),
+                                         test.lower(), test.upper(), directions);
+        active += axes.active();
         Plane const plane(c.p[0], c.p[1], c.p[2]);
         Point3D const lo = test.lower().positionVector(), hi = test.upper().positionVector();
         for (int i = -1; i <= c.count[0]; ++i)
@@ -263,53 +272,20 @@ TEST(VoxelMarking, PreparedCellTestMatchesTheStepByStepTest) {
                 for (int k = -1; k <= c.count[2]; ++k) {
                     bool const want = voxel::cellTouchesTriangle(c.g, lo, hi, plane, c.p[0], c.p[1], c.p[2], i, j, k);
                     ASSERT_EQ(test.touches(i, j, k), want) << "round " << round << " cell " << i << " " << j << " " << k;
-                    ++cells;
-                    touching += want;
-                }
-    }
-    EXPECT_GT(touching, cells / 20);
-}
-
-// The claim the pre-filter rests on: a cell that the separating axes set apart is one the
-// crossing test rejects, also for cells just beyond the margin. Triangles in general position
-// near random cells, slivers and near-parallel ones included; the filter must be active for
-// most of them and separate many cells.
-TEST(VoxelMarking, SeparatedCellsFailTheCrossingTest) {
-    std::mt19937 rng(43);
-    std::uniform_real_distribution<double> unit(-1, 1);
-    long separated = 0, active = 0, tried = 0;
-    for (int round = 0; round < 20000; ++round) {
-        NastyCase c = nastyCase(rng);
-        if (round % 2) {   // general position, about one cell in size
-            for (Point3D &p : c.p)
-                for (int a = 0; a < 3; ++a)
-                    p.vector()[a] = c.g.origin[a] + c.g.size[a] * (1.5 + unit(rng));
-        }
-        voxel::TriangleFrame const frame(c.p[0], c.p[1], c.p[2]);
-        voxel::CellDirections const directions(c.g);
-        voxel::TriangleCellTest const box(c.g, directions, c.p[0], c.p[1], c.p[2]);
-        voxel::SeparatingAxes const axes(c.p[0], c.p[1], c.p[2], frame, box.lower(), box.upper(), directions);
-        ++tried;
-        if (!axes.active()) continue;
-        ++active;
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j)
-                for (int k = 0; k < 3; ++k) {
+                    ++cells, touching += want;
                     int const idx[3] = {i, j, k};
-                    double lo[3], hi[3];
-                    for (int a = 0; a < 3; ++a) {
-                        lo[a] = c.g.corner(a, 0, double(idx[a]));
-                        hi[a] = c.g.corner(a, 1, double(idx[a]));
-                    }
-                    if (!axes.separated(lo, hi)) continue;
+                    double v[2][3];
+                    for (int a = 0; a < 3; ++a)
+                        for (int b = 0; b < 2; ++b) v[b][a] = c.g.corner(a, b, double(idx[a]));
+                    if (!axes.active() || !axes.separated(v[0], v[1])) continue;
                     ++separated;
                     Point3D corners[8];
-                    for (int q = 0; q < 8; ++q)
-                        corners[q] = Point3D((q & 4) ? hi[0] : lo[0], (q & 2) ? hi[1] : lo[1], (q & 1) ? hi[2] : lo[2]);
+                    for (int q = 0; q < 8; ++q) corners[q] = Point3D(v[q >> 2 & 1][0], v[q >> 1 & 1][1], v[q & 1][2]);
                     ASSERT_FALSE(voxel::triangleCrossesCell(c.p[0], c.p[1], c.p[2], corners)) << "round " << round;
                 }
     }
-    EXPECT_GT(active, tried / 3);
+    EXPECT_GT(touching, cells / 20);
+    EXPECT_GT(active, 8000 / 3);
     EXPECT_GT(separated, 20000);
 }
 
@@ -318,48 +294,31 @@ namespace {
 // A mesh of the benchmark folder read from its OFF file (triangles only), or null when the
 // folder or the file is absent.
 std::unique_ptr<TestMesh> meshFromFolder(char const *name) {
-    char const *env = std::getenv("ORVANE_MESHES");
-    char const *home = std::getenv("HOME");
-    std::string const folder = env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes";
-    std::ifstream in(folder + "/" + name);
+    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
+    std::ifstream in((env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes") + "/" + name);
     std::string magic;
-    std::size_t vertices = 0, faces = 0, edges = 0;
+    std::size_t vertices = 0, faces = 0, edges = 0, n = 0, a = 0, b = 0, c = 0;
     if (!(in >> magic >> vertices >> faces >> edges) || magic != "OFF") return nullptr;
     auto mesh = std::make_unique<TestMesh>();
-    for (std::size_t v = 0; v < vertices; ++v) {
-        double x, y, z;
-        in >> x >> y >> z;
-        mesh->addVertex(x, y, z);
-    }
-    for (std::size_t f = 0; f < faces; ++f) {
-        std::size_t n, a, b, c;
-        in >> n >> a >> b >> c;
-        if (!in || n != 3) return nullptr;
-        mesh->addTriangle(a, b, c);
-    }
-    return mesh;
+    for (double x, y, z; vertices > 0 && in >> x >> y >> z; --vertices) mesh->addVertex(x, y, z);
+    for (; faces > 0 && in >> n >> a >> b >> c && n == 3; --faces) mesh->addTriangle(a, b, c);
+    return faces == 0 ? std::move(mesh) : nullptr;
 }
 
 } // namespace
 
-// Real meshes, a CAD part with axis-parallel faces among them: the marking against the
-// step-by-step reference and against the named cell test run on every cell.
-TEST(VoxelMarking, RealMeshesMatchTheReferences) {
+// Real meshes, a CAD part with axis-parallel faces among them, against the step-by-step
+// reference.
+TEST(VoxelMarking, RealMeshesMatchTheReference) {
     int compared = 0;
-    for (char const *name : {"fandisk.off", "elephant.off"}) {
+    for (char const *name : {"fandisk.off", "elephant.off"})
         for (std::size_t n : {std::size_t(17), std::size_t(40)}) {
-            std::unique_ptr<TestMesh> fast = meshFromFolder(name), named = meshFromFolder(name);
-            if (!fast) continue;
+            std::unique_ptr<TestMesh> mesh = meshFromFolder(name);
+            if (!mesh) continue;
             std::size_t const counts[3] = {n, n + 3, n - 5};
-            Cells const want = referenceMarking(fast->mesh(), counts);
-            Voxelization v(fast->release(), counts[0], counts[1], counts[2], nullptr);
-            ASSERT_TRUE(Access::markVoxels(v));
-            EXPECT_EQ(Access::markedCells(v), want) << name << " " << n;
-            Voxelization w(named->release(), counts[0], counts[1], counts[2], nullptr);
-            Access::markCellByCell(w);
-            EXPECT_EQ(Access::markedCells(w), want) << name << " " << n;
+            Cells const want = referenceMarking(mesh->mesh(), counts);
+            EXPECT_EQ(mark(*mesh, counts[0], counts[1], counts[2]), want) << name << " " << n;
             ++compared;
         }
-    }
     if (compared == 0) GTEST_SKIP() << "no mesh folder (scripts/fetch-meshes.sh fills it)";
 }
