@@ -1,7 +1,9 @@
 // Fuzz target: the BSP tree (BSPTree::create from a mesh and from a polygon list,
 // pointPosition, findClosestPoint, release, and Triangulation::BSP) with any tolerance and
-// depth limit, and polygons of zero to six points of any coordinates.
+// depth limit, and polygons of zero to six points of any coordinates; and the build's
+// shortcuts (a polygon's ball, the one-pass side) against the classes of its points.
 #include "fuzz_input.h"
+#include "mesh/PolygonSplit.h"
 
 #include "BSPTree.h"
 #include "Plane.h"
@@ -60,6 +62,27 @@ bool nearOrigin(orvane_fuzz::DecodedMesh const &m) {
     return true;
 }
 
+// Every polygon against the plane of every polygon: a side the ball decides, and the side
+// uniformSide gives, agree with the classes of the points.
+void checkQuickSides(std::list<odb::BSPTree::Polygon> const &polygons, double t) {
+    std::vector<std::vector<odb::Point3D>> all;
+    for (odb::BSPTree::Polygon const &p : polygons) all.emplace_back(p.points.begin(), p.points.end());
+    for (auto const &splitter : all) {
+        odb::Plane const plane = odb::bsp::polygonPlane(splitter.data(), splitter.size());
+        if (odb::bsp::isDegenerate(plane)) continue;
+        odb::bsp::PlaneEquation const eq(plane);
+        double const tau = odb::bsp::quickThreshold(plane, t);
+        for (auto const &pts : all) {
+            std::vector<unsigned char> classes(pts.size() + 1);
+            unsigned const seen = odb::bsp::classifyPoints(pts.data(), pts.size(), eq, t, classes.data());
+            unsigned const uniform = seen == odb::bsp::kFront || seen == odb::bsp::kBack ? seen : 0u;
+            unsigned const quick = odb::bsp::quickSide(eq, odb::bsp::ballAround(pts.data(), pts.size()), tau);
+            FUZZ_CHECK(quick == 0 || quick == uniform);
+            FUZZ_CHECK(odb::bsp::uniformSide(pts.data(), pts.size(), eq, t) == uniform);
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
@@ -114,6 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         polygons.push_back(p);
     }
     std::list<odb::BSPTree::Polygon> const original = polygons;
+    checkQuickSides(polygons, tol.value());
     error = "left over";
     odb::BSPTree *fromList = odb::BSPTree::create(polygons, error, tol, depth, second);
     checkBuild(fromList, error);

@@ -1,15 +1,22 @@
 // Fuzz target: the voxelizer (both Voxelization::voxelize forms) on a decoded mesh with cell
-// counts that are small, zero, beyond 32 bits, or whose product overflows.
+// counts that are small, zero, beyond 32 bits, or whose product overflows; and, for every
+// triangle of the mesh, the prepared cell test against the cell test written step by step
+// on every cell of the grid and around it.
 #include "fuzz_input.h"
 #include "support/release.h"
+#include "voxel/CellTriangleTest.h"
+#include "voxel/TriangleCellTest.h"
 
+#include "BoundingBox3D.h"
 #include "Entity.h"
+#include "Plane.h"
 #include "Feedback.h"
 #include "Triangle.h"
 #include "Triangulation.h"
 #include "Vertex.h"
 #include "Voxelization.h"
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -51,6 +58,31 @@ bool gridFor(std::size_t nx, std::size_t ny, std::size_t nz, std::size_t &cells)
     return true;
 }
 
+// The prepared cell test (markVoxels' engine) gives the step-by-step test's answer on every
+// cell of a grid of counts n over the mesh's box, and on a layer of cells around it.
+void checkCellTests(odb::Triangulation &mesh, std::size_t const n[3]) {
+    odb::BoundingBox3D const &box = *mesh.getBoundingBox();
+    odb::voxel::CellGeometry g;
+    for (int a = 0; a < 3; ++a) {
+        g.origin[a] = box.lower().vector()[a];
+        g.size[a] = std::fabs(box.lower().vector()[a] - box.upper().vector()[a]) / double(n[a]);
+    }
+    odb::voxel::CellDirections const directions(g);
+    for (odb::Triangle *t : mesh.triangleList()) {
+        odb::Point3D const &p0 = *mesh.vertex(t, 0)->point();
+        odb::Point3D const &p1 = *mesh.vertex(t, 1)->point();
+        odb::Point3D const &p2 = *mesh.vertex(t, 2)->point();
+        odb::voxel::TriangleCellTest test(g, directions, p0, p1, p2);
+        odb::Plane const plane(p0, p1, p2);
+        odb::Point3D const lo = test.lower().positionVector(), hi = test.upper().positionVector();
+        for (int i = -1; i <= int(n[0]); ++i)
+            for (int j = -1; j <= int(n[1]); ++j)
+                for (int k = -1; k <= int(n[2]); ++k)
+                    FUZZ_CHECK(test.touches(i, j, k) ==
+                               odb::voxel::cellTouchesTriangle(g, lo, hi, plane, p0, p1, p2, i, j, k));
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
@@ -66,6 +98,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         cells = nx * ny * nz;
     }
     std::uint8_t flags = in.byte();
+
+    if (grid && m.mesh().mesh().vertexList().size() > 0) {
+        std::size_t const n[3] = {nx, ny, nz};
+        checkCellTests(m.mesh().mesh(), n);
+    }
 
     Recorder feedback;
     std::size_t triangles = m.mesh().mesh().triangleList().size();

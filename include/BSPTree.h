@@ -8,8 +8,8 @@
 // so any number of threads may query one tree at once.
 //
 // Depth: the tree may be as deep as its depth limit (7000 from Triangulation::BSP()); the
-// build, the queries and the release all walk it with explicit stacks, so depth costs heap,
-// never call stack.
+// build and the queries walk it with explicit stacks and the release walks the flat node
+// array, so depth costs heap, never call stack.
 #include "OrvaneExport.h"
 #include "Plane.h"
 #include "Point3D.h"
@@ -33,25 +33,27 @@ public:
     class ORVANE_API Node {
     public:
         Node() = default;
-        // Frees the plane and the whole subtree below, iteratively.
+        // Releases the node's own coplanar list. The nodes of a tree live in one array that
+        // the tree owns and releases as a whole; a node frees no other node.
         ~Node();
         Node(Node const &) = delete;
         Node &operator=(Node const &) = delete;
 
         // Null only when every polygon reaching the node was degenerate; such a node counts
         // as no node for the queries.
-        Plane const *plane() const { return m_plane.get(); }
-        Node const *front() const { return m_front.get(); }
-        Node const *back() const { return m_back.get(); }
+        Plane const *plane() const { return m_hasPlane ? &m_plane : nullptr; }
+        Node const *front() const { return m_front; }
+        Node const *back() const { return m_back; }
         // Pointers into the mesh, not owned; a cut triangle can appear in several nodes.
         std::list<Triangle *> const &coplanarTriangles() const { return m_coplanar; }
 
     private:
         friend class BSPTree;
         friend class BSPBuilder;
-        std::unique_ptr<Plane> m_plane;
-        std::unique_ptr<Node> m_front;
-        std::unique_ptr<Node> m_back;
+        Plane m_plane;
+        bool m_hasPlane = false;
+        Node const *m_front = nullptr;   // elements of the same node array
+        Node const *m_back = nullptr;
         std::list<Triangle *> m_coplanar;
     };
 
@@ -97,14 +99,17 @@ public:
 private:
     friend class BSPTreeTestAccess;
 
-    // Takes ownership of root (may be null); keeps a heap copy of tol.
+    // Takes ownership of the node array whose first element, the root, is `root` (allocated
+    // with new Node[]; null for a tree without root); keeps a heap copy of tol.
     BSPTree(BSPTree::Node *root, Tolerance const &tol, Triangulation const *mesh);
     ~BSPTree();
     BSPTree(BSPTree const &) = delete;
     BSPTree &operator=(BSPTree const &) = delete;
 
     [[maybe_unused]] Triangulation const *m_mesh;   // for reference only; never read
-    std::unique_ptr<Node> m_root;
+    // Every node of the tree, the root first, each subtree's nodes after its root, the front
+    // subtree's before the back subtree's.
+    std::unique_ptr<Node[]> m_nodes;
     std::unique_ptr<Tolerance> m_tolerance;
 };
 

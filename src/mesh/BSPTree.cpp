@@ -2,7 +2,7 @@
 //
 // A tree may be as deep as its depth limit (7000 from the mesh's accessor), so nothing here
 // recurses over the tree: the build keeps its pending subtrees on an explicit stack, the
-// query runs a small evaluation machine, and nodes are freed iteratively.
+// query runs a small evaluation machine, and the nodes are one array, freed as a whole.
 #include "BSPTree.h"
 
 #include "Triangle.h"
@@ -10,159 +10,333 @@
 #include "Vertex.h"
 #include "mesh/PolygonSplit.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 namespace ORVANE_DATABASE {
 
 namespace {
+
 char const *const kDepthExhausted = "BSP Build Fail Due To high No. Of Triangles ";
+constexpr std::size_t kNoNode = std::numeric_limits<std::size_t>::max();
+
+// The mesh triangles that the input polygons stand for: input polygon o stands for
+// items[offsets[o] .. offsets[o + 1]), or, without offsets (a mesh), for items[o] alone.
+struct PolygonSources {
+    Triangle *const *items = nullptr;
+    std::size_t const *offsets = nullptr;
+    Triangle *const *begin(std::size_t o) const { return items + (offsets ? offsets[o] : o); }
+    Triangle *const *end(std::size_t o) const { return items + (offsets ? offsets[o + 1] : o + 1); }
+};
+
 } // namespace
 
-// Builds the node tree from a list of polygons. Polygons are plain records referring to
-// their points in one growing arena and to their source triangles as a range of a flat array:
-// a cut never changes a polygon's source list, so both pieces share their parent's range, and
-// moving a polygon from list to list copies four numbers instead of a point container.
+// A growable array of trivially copyable records that hands out raw room beyond its size
+// (what std::vector cannot do without initialising it first).
+template <class T>
+class RecordArray {
+public:
+    std::size_t size() const { return m_size; }
+    T *data() { return m_data.get(); }
+    T const *data() const { return m_data.get(); }
+    T &operator[](std::size_t i) { return m_data[i]; }
+    // Makes room for `count` records beyond the size; pointers obtained before may move.
+    void reserveMore(std::size_t count) {
+        if (m_capacity - m_size >= count) return;
+        std::size_t const capacity = std::max(m_size + count, 2 * m_capacity);
+        std::unique_ptr<T[]> grown(new T[capacity]);
+        if (m_size > 0) std::memcpy(grown.get(), m_data.get(), m_size * sizeof(T));
+        m_data = std::move(grown);
+        m_capacity = capacity;
+    }
+    void push_back(T const &value) {
+        reserveMore(1);
+        m_data[m_size++] = value;
+    }
+    // Sets the size; records beyond the old size must have been written.
+    void setSize(std::size_t size) { m_size = size; }
+
+private:
+    std::unique_ptr<T[]> m_data;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+};
+
+// Builds the node tree into flat storage. Every polygon is a 48-byte record: a ball around its
+// points (which settles the side of most polygons without reading the points), where its
+// points start in one point array, how many there are, and which input polygon it comes from
+// (its source triangles; a cut never changes them, so both pieces keep their parent's).
+//
+// The pending polygon lists live in one record array used as a stack: the list of the node
+// being built is its top segment [begin, end); the node's back list replaces it in place from
+// begin and its front list is written above end, where the front subtree, built next, finds
+// it on top. The point array is a stack as well: the pieces cut at a node are referred to
+// only by the lists of that node's subtree, so once a subtree is finished its pieces are
+// dropped, and the array holds only the pieces of the lists still pending. Nodes are records
+// in build order (a node, then its front subtree, then its back subtree, so a front child is
+// always the next record) and become the tree's node array at the end; the coplanar
+// triangles of all nodes are one flat array, node after node, until then.
 class BSPBuilder {
 public:
     struct WorkPolygon {
-        std::size_t firstPoint;
-        std::size_t pointCount;
-        Triangle *const *sources;
-        std::size_t sourceCount;
+        bsp::PointBall ball;
+        std::uint64_t firstPoint;
+        std::uint32_t pointCount;
+        std::uint32_t origin;
     };
-    using PolygonList = std::vector<WorkPolygon>;
 
-    explicit BSPBuilder(Tolerance const &tol) : m_tol(tol) {}
+    BSPBuilder(Tolerance const &tol, PolygonSources sources)
+        : m_tol(tol), m_threshold(tol.value()), m_sources(sources) {}
 
-    // Appends the `count` points [first, last) to the arena and returns the polygon's record.
-    template <class Iterator>
-    WorkPolygon addPolygon(Iterator first, Iterator last, std::size_t count,
-                           Triangle *const *sources, std::size_t sourceCount) {
-        WorkPolygon const polygon{m_points.size(), count, sources, sourceCount};
-        m_points.insert(m_points.end(), first, last);
-        return polygon;
+    void reserve(std::size_t polygons, std::size_t points) {
+        m_work.reserveMore(2 * polygons);
+        m_points.reserve(points);
+        m_nodes.reserve(polygons);
+        m_coplanar.reserve(polygons);
     }
-    void reservePoints(std::size_t n) { m_points.reserve(n); }
 
-    // Builds the subtree of `polygons` into `root` with the given depth budget. Returns false,
+    // Appends input polygon number `origin` with the points [first, last).
+    template <class Iterator>
+    void addInput(Iterator first, Iterator last, std::size_t origin) {
+        std::size_t const start = m_points.size();
+        m_points.insert(m_points.end(), first, last);
+        m_work.push_back(record(start, m_points.size() - start, origin));
+    }
+
+    bool empty() const { return m_work.size() == 0; }
+
+    // Builds the tree of the input polygons with the depth budget `depth`. Returns false,
     // with `error` set, when some node would have to be built with no depth left; nothing is
-    // built after that, and the caller frees what was.
-    bool build(std::unique_ptr<BSPTree::Node> &root, PolygonList polygons, std::size_t depth,
-               std::string &error) {
-        // One pending subtree: the owning slot of its node, its polygons, its depth budget.
-        // Popping the front child before its back sibling completes the front subtree before
-        // the back one is started, as a recursive build would.
+    // built after that.
+    bool build(std::size_t depth, std::string &error) {
+        // A pending subtree: its list m_work[begin, end), the size of the point array when it
+        // was set aside (its list refers to no point beyond), its depth budget, and, for a
+        // back subtree, its parent (a front child needs no link: it is the node built right
+        // after its parent). Popping the front child before its back sibling
+        // completes the front subtree before the back one is started, as a recursive build
+        // would; everything above the back list is then finished.
         struct Pending {
-            std::unique_ptr<BSPTree::Node> *slot;
-            PolygonList polygons;
+            std::size_t begin;
+            std::size_t end;
+            std::size_t pointMark;
             std::size_t depth;
+            std::size_t parent;
         };
         std::vector<Pending> stack;
-        stack.push_back(Pending{&root, std::move(polygons), depth});
+        stack.push_back(Pending{0, m_work.size(), m_points.size(), depth, kNoNode});
         while (!stack.empty()) {
-            Pending task = std::move(stack.back());
+            Pending const task = stack.back();
             stack.pop_back();
-            *task.slot = std::make_unique<BSPTree::Node>();
+            m_work.setSize(task.end);             // the lists of finished subtrees
+            m_points.resize(task.pointMark);      // and their pieces
+            std::size_t const index = m_nodes.size();
+            m_nodes.emplace_back();
+            if (task.parent != kNoNode) m_nodes[task.parent].back = index;
             if (task.depth == 0) {
                 error = kDepthExhausted;
                 return false;
             }
-            BSPTree::Node &node = **task.slot;
-            PolygonList front;
-            if (!partition(node, task.polygons, front)) continue;
-            PolygonList &back = task.polygons;
-            if (!back.empty())
-                stack.push_back(Pending{&node.m_back, std::move(back), task.depth - 1});
-            if (!front.empty())
-                stack.push_back(Pending{&node.m_front, std::move(front), task.depth - 1});
+            std::size_t const listEnd = chooseSplitter(index, task.begin, task.end);
+            if (listEnd == kNoNode) continue;
+            std::size_t backEnd = task.begin;
+            partition(index, task.begin, listEnd, backEnd);
+            std::size_t const mark = m_points.size();
+            if (backEnd > task.begin)
+                stack.push_back(Pending{task.begin, backEnd, mark, task.depth - 1, index});
+            if (m_work.size() > listEnd) {
+                m_nodes[index].hasFront = true;
+                stack.push_back(Pending{listEnd, m_work.size(), mark, task.depth - 1, kNoNode});
+            }
         }
         return true;
+    }
+
+    // The node array of a finished build, its root first (null when nothing was built).
+    BSPTree::Node *release() {
+        if (m_nodes.empty()) return nullptr;
+        std::unique_ptr<BSPTree::Node[]> nodes(new BSPTree::Node[m_nodes.size()]);
+        for (std::size_t i = 0; i < m_nodes.size(); ++i) {
+            BuildNode const &from = m_nodes[i];
+            BSPTree::Node &to = nodes[i];
+            to.m_plane = from.plane;
+            to.m_hasPlane = from.hasPlane;
+            to.m_front = from.hasFront ? &nodes[i + 1] : nullptr;
+            to.m_back = from.back == kNoNode ? nullptr : &nodes[from.back];
+            std::size_t const last =
+                i + 1 < m_nodes.size() ? m_nodes[i + 1].coplanarBegin : m_coplanar.size();
+            to.m_coplanar.assign(m_coplanar.begin() + std::ptrdiff_t(from.coplanarBegin),
+                                 m_coplanar.begin() + std::ptrdiff_t(last));
+        }
+        return nodes.release();
     }
 
 private:
-    // Chooses the node's splitter (the last polygon that is not degenerate; the degenerate ones
-    // passed over land in the node), then sorts the other polygons into the node (coplanar),
-    // the front list and the back list, cutting those that span the plane. The back list
-    // takes the place of `polygons` (compacted in order, so no second list is allocated for
-    // it). Returns false when no polygon had a plane (the node keeps none and gets no
-    // children; `polygons` is then empty).
-    bool partition(BSPTree::Node &node, PolygonList &polygons, PolygonList &front) {
-        while (!polygons.empty()) {
-            WorkPolygon const splitter = polygons.back();
-            polygons.pop_back();
-            addSources(node, splitter);
-            Plane const plane = bsp::polygonPlane(points(splitter), splitter.pointCount);
-            if (bsp::isDegenerate(plane)) continue;
-            node.m_plane = std::make_unique<Plane>(plane);
-            break;
-        }
-        if (!node.m_plane) return false;
+    struct BuildNode {
+        Plane plane;
+        std::size_t back = kNoNode;
+        std::size_t coplanarBegin = 0;   // runs to the next node's coplanarBegin
+        bool hasPlane = false;
+        bool hasFront = false;
+    };
 
-        Plane &plane = *node.m_plane;
-        std::size_t backCount = 0;   // never ahead of the polygon being read
-        for (std::size_t i = 0; i < polygons.size(); ++i) {
-            WorkPolygon const polygon = polygons[i];
-            switch (bsp::splitPolygon(points(polygon), polygon.pointCount, plane, m_tol,
-                                      m_frontPiece, m_backPiece, m_classes)) {
-            case bsp::PolygonSide::Coplanar:
-                addSources(node, polygon);
-                break;
-            case bsp::PolygonSide::Front:
-                front.push_back(polygon);
-                break;
-            case bsp::PolygonSide::Back:
-                polygons[backCount++] = polygon;
-                break;
-            case bsp::PolygonSide::Spanning:
-                // The arena may move here; the polygon's own points are not read again.
-                front.push_back(addPiece(m_frontPiece, polygon));
-                polygons[backCount++] = addPiece(m_backPiece, polygon);
-                break;
-            }
-        }
-        polygons.resize(backCount);
-        // The back list may wait on the stack while the front subtree is built; keeping the
-        // whole parent's room there could pile up quadratic memory along a deep path.
-        if (polygons.capacity() > 2 * backCount) polygons.shrink_to_fit();
-        return true;
+    // Record of the points [first, first + count) of input polygon `origin`, with its ball.
+    // The record's narrow fields hold any input that fits in memory; beyond them the build
+    // gives up with std::length_error rather than mix up polygons.
+    WorkPolygon record(std::size_t first, std::size_t count, std::size_t origin) const {
+        if (count > std::numeric_limits<std::uint32_t>::max() ||
+            origin > std::numeric_limits<std::uint32_t>::max())
+            throw std::length_error("BSP build: polygon or point count out of range");
+        return WorkPolygon{bsp::ballAround(m_points.data() + first, count), std::uint64_t(first),
+                           std::uint32_t(count), std::uint32_t(origin)};
     }
 
-    // A piece of a cut polygon: new points, the parent's source triangles.
-    WorkPolygon addPiece(std::vector<Point3D> const &piece, WorkPolygon const &parent) {
-        return addPolygon(piece.begin(), piece.end(), piece.size(), parent.sources,
-                          parent.sourceCount);
+    // The splitter of node `index` from its list m_work[begin, end): the last polygon that is
+    // not degenerate; it and the degenerate ones passed over land in the node. Returns the
+    // splitter's position, so that the rest of the list is m_work[begin, position); kNoNode
+    // when every polygon was degenerate (the node keeps no plane and gets no children).
+    std::size_t chooseSplitter(std::size_t index, std::size_t begin, std::size_t end) {
+        BuildNode &node = m_nodes[index];
+        node.coplanarBegin = m_coplanar.size();
+        while (end > begin) {
+            WorkPolygon const splitter = m_work[--end];
+            addSources(splitter);
+            Plane const plane = bsp::polygonPlane(points(splitter), splitter.pointCount);
+            if (bsp::isDegenerate(plane)) continue;
+            node.plane = plane;
+            node.hasPlane = true;
+            return end;
+        }
+        return kNoNode;
+    }
+
+    // Sorts the polygons m_work[begin, end) against the plane of node `index` into the node
+    // (coplanar), the back list and the front list, cutting those that span the plane; both
+    // lists keep list order. The back list replaces the input from begin (up to `backEnd`),
+    // the front list is written from end (where the splitter's record was) to the new size
+    // of m_work.
+    //
+    // Most polygons are settled by their ball alone, most others by their points' distances
+    // without keeping classes; only polygons with points on the plane or on both sides take
+    // the slow way, which classifies every point and cuts.
+    void partition(std::size_t index, std::size_t begin, std::size_t end, std::size_t &backEnd) {
+        // Local copies: the loop writes records through raw pointers, and the plane and the
+        // thresholds then stay in registers.
+        Plane plane = m_nodes[index].plane;
+        bsp::PlaneEquation const equation(plane);
+        double const t = m_threshold;
+        double const tau = bsp::quickThreshold(plane, t);
+        m_work.setSize(end);
+        m_work.reserveMore(end - begin);
+        WorkPolygon *const work = m_work.data();
+        std::size_t back = begin;   // never ahead of the polygon being read
+        std::size_t front = end;    // never below the polygons still to be read
+        for (std::size_t r = begin; r < end; ++r) {
+            WorkPolygon const &polygon = work[r];
+            unsigned side = bsp::quickSide(equation, polygon.ball, tau);
+            if (side == 0) {
+                side = bsp::uniformSide(points(polygon), polygon.pointCount, equation, t);
+                if (side == 0) {
+                    sortMixed(WorkPolygon(polygon), plane, work, back, front);
+                    continue;
+                }
+            }
+            // The record goes to the end of its side's list, chosen without a branch: which
+            // side follows no pattern a predictor could learn. The back end may be the
+            // record's own place (a self-assignment).
+            std::size_t const toBack = side >> 2;   // kBack or kFront
+            *(toBack ? work + back : work + front) = work[r];
+            back += toBack;
+            front += toBack ^ 1u;
+        }
+        backEnd = back;
+        m_work.setSize(front);
+    }
+
+    // The slow way of partition for a polygon with points on the plane or on both sides.
+    void sortMixed(WorkPolygon const &polygon, Plane &plane, WorkPolygon *work, std::size_t &back,
+                   std::size_t &front) {
+        Point3D const *pts = points(polygon);
+        std::size_t const n = polygon.pointCount;
+        unsigned char *classes = classBuffer(n);
+        unsigned const seen =
+            bsp::classifyPoints(pts, n, bsp::PlaneEquation(plane), m_threshold, classes);
+        switch (bsp::sideOf(classes, n, seen)) {
+        case bsp::PolygonSide::Coplanar:
+            addSources(polygon);
+            break;
+        case bsp::PolygonSide::Front:
+            work[front++] = polygon;
+            break;
+        case bsp::PolygonSide::Back:
+            work[back++] = polygon;
+            break;
+        case bsp::PolygonSide::Spanning:
+            if (m_pieces.size() < 4 * n) m_pieces.resize(4 * n);
+            std::size_t frontSize = 0, backSize = 0;
+            bsp::cutPolygon(pts, n, classes, plane, m_tol, m_pieces.data(), frontSize,
+                            m_pieces.data() + 2 * n, backSize);
+            // The point array may move here; the polygon's own points are not read again.
+            work[front++] = addPiece(m_pieces.data(), frontSize, polygon.origin);
+            work[back++] = addPiece(m_pieces.data() + 2 * n, backSize, polygon.origin);
+            break;
+        }
+    }
+
+    // A piece of a cut polygon: new points, the parent's input number.
+    WorkPolygon addPiece(Point3D const *piece, std::size_t size, std::uint32_t origin) {
+        std::size_t const start = m_points.size();
+        for (std::size_t i = 0; i < size; ++i) m_points.push_back(piece[i]);
+        return record(start, size, origin);
     }
 
     Point3D const *points(WorkPolygon const &polygon) const {
         return m_points.data() + polygon.firstPoint;
     }
 
-    static void addSources(BSPTree::Node &node, WorkPolygon const &polygon) {
-        node.m_coplanar.insert(node.m_coplanar.end(), polygon.sources,
-                               polygon.sources + polygon.sourceCount);
+    unsigned char *classBuffer(std::size_t n) {
+        if (n <= sizeof m_smallClasses) return m_smallClasses;
+        if (m_classes.size() < n) m_classes.resize(n);
+        return m_classes.data();
+    }
+
+    void addSources(WorkPolygon const &polygon) {
+        m_coplanar.insert(m_coplanar.end(), m_sources.begin(polygon.origin),
+                          m_sources.end(polygon.origin));
     }
 
     Tolerance const &m_tol;
-    std::vector<Point3D> m_points;   // every polygon's and every piece's points
-    // Scratch space of splitPolygon, reused across polygons.
-    std::vector<Point3D> m_frontPiece;
-    std::vector<Point3D> m_backPiece;
-    std::vector<Plane::_Pos> m_classes;
+    double const m_threshold;
+    PolygonSources const m_sources;
+    std::vector<Point3D> m_points;       // the input's points, then the pieces still pending
+    RecordArray<WorkPolygon> m_work;     // the pending lists, a stack of segments
+    std::vector<BuildNode> m_nodes;
+    std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
+    // Scratch space of the cut, reused across polygons.
+    std::vector<Point3D> m_pieces;   // the two pieces of a cut
+    unsigned char m_smallClasses[16];
+    std::vector<unsigned char> m_classes;
 };
 
 namespace {
 
 // Shared tail of both create functions: an empty list gives a rootless tree (unless the
-// depth limit is 0, which fails whatever the input), otherwise the build decides.
-BSPTree::Node *buildRoot(BSPBuilder &builder, BSPBuilder::PolygonList polygons,
-                         std::string &error, std::size_t depthLimit, bool &ok) {
+// depth limit is 0, which fails whatever the input), otherwise the build decides. Returns
+// false on failure; `root` receives the node array (null for a rootless tree).
+bool buildTree(BSPBuilder &builder, std::string &error, std::size_t depthLimit,
+               BSPTree::Node *&root) {
     error.clear();
-    ok = true;
-    if (polygons.empty() && depthLimit > 0) return nullptr;
-    std::unique_ptr<BSPTree::Node> root;
-    ok = builder.build(root, std::move(polygons), depthLimit, error);
-    return ok ? root.release() : nullptr;
+    root = nullptr;
+    if (builder.empty() && depthLimit > 0) return true;
+    if (!builder.build(depthLimit, error)) return false;
+    root = builder.release();
+    return true;
 }
 
 } // namespace
@@ -171,67 +345,55 @@ BSPTree *BSPTree::create(Triangulation const *mesh, std::string &error, Toleranc
                          std::size_t depthLimit, std::size_t /*secondCount*/) {
     std::vector<Triangle *> const &triangles = mesh->triangleList();
     std::vector<Vertex *> const &vertices = mesh->vertexList();
-    BSPBuilder builder(tol);
-    builder.reservePoints(3 * triangles.size());
-    BSPBuilder::PolygonList polygons;
-    polygons.reserve(triangles.size());
+    BSPBuilder builder(tol, PolygonSources{triangles.data(), nullptr});
+    builder.reserve(triangles.size(), 3 * triangles.size());
     for (std::size_t i = 0; i < triangles.size(); ++i) {
         Triangle *const t = triangles[i];
         Point3D const corners[3] = {*vertices.at(t->vertexIndex(0))->point(),
                                     *vertices.at(t->vertexIndex(1))->point(),
                                     *vertices.at(t->vertexIndex(2))->point()};
-        polygons.push_back(builder.addPolygon(corners, corners + 3, 3, &triangles[i], 1));
+        builder.addInput(corners, corners + 3, i);
     }
-    bool ok = false;
-    std::unique_ptr<Node> root(buildRoot(builder, std::move(polygons), error, depthLimit, ok));
-    if (!ok) return nullptr;
-    return new BSPTree(root.release(), tol, mesh);
+    Node *root = nullptr;
+    if (!buildTree(builder, error, depthLimit, root)) return nullptr;
+    std::unique_ptr<Node[]> nodes(root);
+    return new BSPTree(nodes.release(), tol, mesh);
 }
 
 BSPTree *BSPTree::create(std::list<BSPTree::Polygon> const &polygons, std::string &error,
                          Tolerance const &tol, std::size_t depthLimit,
                          std::size_t /*secondCount*/) {
-    // One flat array of every polygon's source triangles; the working polygons refer to their
-    // ranges in it, and it outlives the build.
-    std::size_t sourceTotal = 0;
-    for (Polygon const &p : polygons) sourceTotal += p.sourceTriangles.size();
-    std::vector<Triangle *> sources;
-    sources.reserve(sourceTotal);
-    BSPBuilder builder(tol);
-    BSPBuilder::PolygonList work;
-    work.reserve(polygons.size());
+    // One flat array of every polygon's source triangles, polygon after polygon; it
+    // outlives the build.
+    std::vector<std::size_t> offsets{0};
+    offsets.reserve(polygons.size() + 1);
+    std::size_t pointTotal = 0;
     for (Polygon const &p : polygons) {
-        std::size_t const first = sources.size();
-        sources.insert(sources.end(), p.sourceTriangles.begin(), p.sourceTriangles.end());
-        work.push_back(builder.addPolygon(p.points.begin(), p.points.end(), p.points.size(),
-                                          sources.data() + first, p.sourceTriangles.size()));
+        offsets.push_back(offsets.back() + p.sourceTriangles.size());
+        pointTotal += p.points.size();
     }
-    bool ok = false;
-    std::unique_ptr<Node> root(buildRoot(builder, std::move(work), error, depthLimit, ok));
-    if (!ok) return nullptr;
-    return new BSPTree(root.release(), tol, nullptr);
+    std::vector<Triangle *> sources;
+    sources.reserve(offsets.back());
+    for (Polygon const &p : polygons)
+        sources.insert(sources.end(), p.sourceTriangles.begin(), p.sourceTriangles.end());
+    BSPBuilder builder(tol, PolygonSources{sources.data(), offsets.data()});
+    builder.reserve(polygons.size(), pointTotal);
+    std::size_t origin = 0;
+    for (Polygon const &p : polygons) builder.addInput(p.points.begin(), p.points.end(), origin++);
+    Node *root = nullptr;
+    if (!buildTree(builder, error, depthLimit, root)) return nullptr;
+    std::unique_ptr<Node[]> nodes(root);
+    return new BSPTree(nodes.release(), tol, nullptr);
 }
 
 BSPTree::BSPTree(BSPTree::Node *root, Tolerance const &tol, Triangulation const *mesh)
-    : m_mesh(mesh), m_root(root), m_tolerance(std::make_unique<Tolerance>(tol)) {}
+    : m_mesh(mesh), m_nodes(root), m_tolerance(std::make_unique<Tolerance>(tol)) {}
 
 BSPTree::~BSPTree() = default;
 
 void BSPTree::release() { delete this; }
 
-BSPTree::Node::~Node() {
-    // Detach the children before they die so that no destructor below this one ever finds a
-    // child of its own: the subtree is taken apart level by level on a heap stack.
-    std::vector<std::unique_ptr<Node>> pending;
-    if (m_front) pending.push_back(std::move(m_front));
-    if (m_back) pending.push_back(std::move(m_back));
-    while (!pending.empty()) {
-        std::unique_ptr<Node> node = std::move(pending.back());
-        pending.pop_back();
-        if (node->m_front) pending.push_back(std::move(node->m_front));
-        if (node->m_back) pending.push_back(std::move(node->m_back));
-    }
-}
+BSPTree::Node::~Node() = default;
 
 namespace {
 
@@ -243,7 +405,8 @@ BSPTree::Node const *liveChild(BSPTree::Node const *child) {
 } // namespace
 
 Plane::_Pos BSPTree::pointPosition(Point3D const &q) const {
-    if (!m_root || m_root->plane() == nullptr) return Plane::POS_NONE;
+    Node const *const root = m_nodes.get();
+    if (root == nullptr || root->plane() == nullptr) return Plane::POS_NONE;
     Tolerance const &tol = *m_tolerance;
 
     // classify(node) is: the node's answer from the side q lies on, continuing into the child
@@ -257,7 +420,7 @@ Plane::_Pos BSPTree::pointPosition(Point3D const &q) const {
         Plane::_Pos frontAnswer;
     };
     std::vector<Frame> frames;
-    Node const *node = m_root.get();
+    Node const *node = root;
     for (;;) {
         // Descend from `node` until an answer is known.
         Plane::_Pos answer = Plane::POS_NONE;

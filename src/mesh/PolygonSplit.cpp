@@ -23,66 +23,36 @@ Plane polygonPlane(Point3D const *pts, std::size_t n) {
     return Plane(normal, -(normal * pts[best].vector()));
 }
 
-PolygonSide splitPolygon(Point3D const *pts, std::size_t n, Plane &plane, Tolerance const &tol,
-                         std::vector<Point3D> &front, std::vector<Point3D> &back,
-                         std::vector<Plane::_Pos> &classes) {
-    front.clear();
-    back.clear();
-    classes.resize(n);
-    Plane::_Pos *const cls = classes.data();
-    std::size_t counts[3] = {0, 0, 0};   // on, front, back
-    for (std::size_t i = 0; i < n; ++i) {
-        Plane::_Pos const c = plane.pointPosition(pts[i], tol);
-        cls[i] = c;
-        ++counts[c == Plane::POS_ON ? 0 : c == Plane::POS_ABOVE ? 1 : 2];
-    }
-    std::size_t const onCount = counts[0], frontCount = counts[1], backCount = counts[2];
-    // Without back points the walk puts every point in the front piece and nothing in the
-    // back piece; without front or on points it does the opposite.
-    if (backCount == 0) return frontCount > 0 ? PolygonSide::Front : PolygonSide::Coplanar;
-    if (frontCount == 0 && onCount == 0) return PolygonSide::Back;
-
-    // Only an edge running straight between a front and a back point cuts the polygon.
-    bool spanning = false;
-    for (std::size_t i = 0, prev = n - 1; i < n && !spanning; prev = i++)
-        spanning = (cls[i] == Plane::POS_ABOVE && cls[prev] == Plane::POS_BELOW) ||
-                   (cls[i] == Plane::POS_BELOW && cls[prev] == Plane::POS_ABOVE);
-    if (!spanning) {
-        // Not cut: the side is decided by the sizes the walk below would give the pieces.
-        // Every on or front point goes to the front piece once; the back piece gets every
-        // back point, plus an on point next to a back point once per such neighbour.
-        std::size_t backPiece = backCount;
-        for (std::size_t i = 0, prev = n - 1; i < n; prev = i++)
-            backPiece += (cls[i] == Plane::POS_ON && cls[prev] == Plane::POS_BELOW) +
-                         (cls[i] == Plane::POS_BELOW && cls[prev] == Plane::POS_ON);
-        return backPiece < onCount + frontCount ? PolygonSide::Front : PolygonSide::Back;
-    }
-
+void cutPolygon(Point3D const *pts, std::size_t n, unsigned char const *classes, Plane &plane,
+                Tolerance const &tol, Point3D *front, std::size_t &frontSize, Point3D *back,
+                std::size_t &backSize) {
+    std::size_t f = 0, b = 0;
     for (std::size_t i = 0, prev = n - 1; i < n; prev = i++) {
-        Plane::_Pos const c = cls[i];
-        Plane::_Pos const pc = cls[prev];
-        if (c == Plane::POS_ON) {
-            front.push_back(pts[i]);
-            if (pc == Plane::POS_BELOW) back.push_back(pts[i]);
-        } else if (c == Plane::POS_ABOVE) {
-            if (pc == Plane::POS_BELOW) {
+        unsigned char const c = classes[i];
+        unsigned char const pc = classes[prev];
+        if (c == kOn) {
+            front[f++] = pts[i];
+            if (pc == kBack) back[b++] = pts[i];
+        } else if (c == kFront) {
+            if (pc == kBack) {
                 Point3D const cut = plane.intersection(pts[prev], pts[i], tol);
-                front.push_back(cut);
-                back.push_back(cut);
+                front[f++] = cut;
+                back[b++] = cut;
             }
-            front.push_back(pts[i]);
+            front[f++] = pts[i];
         } else {
-            if (pc == Plane::POS_ABOVE) {
+            if (pc == kFront) {
                 Point3D const cut = plane.intersection(pts[prev], pts[i], tol);
-                front.push_back(cut);
-                back.push_back(cut);
-            } else if (pc == Plane::POS_ON) {
-                back.push_back(pts[prev]);
+                front[f++] = cut;
+                back[b++] = cut;
+            } else if (pc == kOn) {
+                back[b++] = pts[prev];
             }
-            back.push_back(pts[i]);
+            back[b++] = pts[i];
         }
     }
-    return PolygonSide::Spanning;
+    frontSize = f;
+    backSize = b;
 }
 
 } // namespace bsp

@@ -22,6 +22,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <utility>
@@ -123,17 +124,19 @@ public:
     }
 
     // Makes the layers of x planes i and i + 1 current, keeping what plane i already holds.
-    // Rows are entered in increasing order.
+    // Rows are entered in increasing order. A layer is cleared by resetting only the entries
+    // it was given, so a row costs what its marked cells cost, not the size of a layer.
     void enterRow(std::size_t i) {
         std::size_t const lo = xClass(i), hi = xClass(i + 1);
         if (m_label[0] == lo && m_label[1] == hi) return;
         if (m_label[1] == lo) {
             std::swap(m_layer[0], m_layer[1]);
+            std::swap(m_written[0], m_written[1]);
         } else {
-            std::fill(m_layer[0].begin(), m_layer[0].end(), -1);
+            clear(0);
         }
         m_label[0] = lo;
-        if (hi != lo) std::fill(m_layer[1].begin(), m_layer[1].end(), -1);
+        if (hi != lo) clear(1);
         m_label[1] = hi;
     }
 
@@ -142,19 +145,44 @@ public:
                  NewVertex &newVertex) {
         std::size_t const xc = xClass(li);
         std::size_t const slot = (m_collapsed[1] ? 0 : lj) * m_planesZ + (m_collapsed[2] ? 0 : lk);
-        std::int32_t &entry = (xc == m_label[0] ? m_layer[0] : m_layer[1])[slot];
-        if (entry < 0) entry = newVertex(std::make_unique<Point3D>(corner));
+        int const layer = xc == m_label[0] ? 0 : 1;
+        std::int32_t &entry = m_layer[layer][slot];
+        if (entry < 0) {
+            entry = newVertex(std::make_unique<Point3D>(corner));
+            m_written[layer].push_back(slot);
+        }
         return entry;
     }
 
 private:
     std::size_t xClass(std::size_t plane) const { return m_collapsed[0] ? 0 : plane; }
+    void clear(int layer) {
+        for (std::size_t slot : m_written[layer]) m_layer[layer][slot] = -1;
+        m_written[layer].clear();
+    }
 
     bool m_collapsed[3];
     std::size_t m_planesZ = 1;
     std::vector<std::int32_t> m_layer[2];
+    std::vector<std::size_t> m_written[2];   // the entries of each layer that were set
     std::size_t m_label[2] = {SIZE_MAX, SIZE_MAX};
 };
+
+// Walks the cells of `grid` (count[0] x count[1] x count[2] bytes, x slowest, z fastest) in
+// grid order and, for each marked cell, finds the vertex index of each of its eight corners
+// in corner order (bit 2 of the corner number: +x, bit 1: +y, bit 0: +z) with `corners` and
+// calls emitCell(int const (&)[8]). Corner points are computed with CellGeometry::corner.
+// The first marked cell of cells[0..n), or n: eight cells at a time over unmarked stretches.
+inline std::size_t nextMarked(unsigned char const *cells, std::size_t n) {
+    std::size_t k = 0;
+    for (; k + 8 <= n; k += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, cells + k, 8);
+        if (word != 0) break;
+    }
+    while (k < n && cells[k] == 0) ++k;
+    return k;
+}
 
 // Walks the cells of `grid` (count[0] x count[1] x count[2] bytes, x slowest, z fastest) in
 // grid order and, for each marked cell, finds the vertex index of each of its eight corners
@@ -163,12 +191,12 @@ private:
 template <class Corners, class NewVertex, class EmitCell>
 void walkMarkedCells(unsigned char const *grid, std::size_t const count[3], CellGeometry const &g,
                      Corners &corners, NewVertex &newVertex, EmitCell &emitCell) {
-    unsigned char const *cell = grid;
+    unsigned char const *row = grid;
     for (std::size_t i = 0; i < count[0]; ++i) {
         bool rowEntered = false;
-        for (std::size_t j = 0; j < count[1]; ++j) {
-            for (std::size_t k = 0; k < count[2]; ++k, ++cell) {
-                if (*cell == 0) continue;
+        for (std::size_t j = 0; j < count[1]; ++j, row += count[2]) {
+            for (std::size_t k = nextMarked(row, count[2]); k < count[2];
+                 k += 1 + nextMarked(row + k + 1, count[2] - k - 1)) {
                 if (!rowEntered) {
                     corners.enterRow(i);
                     rowEntered = true;
@@ -184,6 +212,21 @@ void walkMarkedCells(unsigned char const *grid, std::size_t const count[3], Cell
             }
         }
     }
+}
+
+// Number of marked cells of grid[0..n) (each 0 or 1), eight at a time.
+inline std::size_t markedCount(unsigned char const *grid, std::size_t n) {
+    std::size_t count = 0, k = 0;
+    for (; k + 8 <= n; k += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, grid + k, 8);
+        // Bytes of 0 or 1: summing the bytes pairwise, then in fours, then all eight.
+        word = (word & 0x00ff00ff00ff00ffu) + ((word >> 8) & 0x00ff00ff00ff00ffu);
+        word = (word & 0x0000ffff0000ffffu) + ((word >> 16) & 0x0000ffff0000ffffu);
+        count += std::size_t((word & 0xffffffffu) + (word >> 32));
+    }
+    for (; k < n; ++k) count += grid[k] != 0;
+    return count;
 }
 
 // Whether the lattice lookup gives the point map's answers for this grid, and its layers

@@ -11,6 +11,7 @@
 #include "voxel/CellGeometry.h"
 #include "voxel/CellTriangleTest.h"
 #include "voxel/CornerVertices.h"
+#include "voxel/TriangleCellTest.h"
 
 #include <algorithm>
 #include <cmath>
@@ -134,18 +135,37 @@ double Voxelization::deltaz() {
 // ---------------------------------------------------------------------------------------------
 // Marking
 
+// Marks the cells first..last (inclusive, within the grid) that the triangle p0, p1, p2
+// touches, skipping cells already marked: the loop of markVoxelsPerTriangle, with the cell
+// test prepared once for the triangle.
+static void markTriangle(unsigned char *grid, std::size_t const count[3], CellGeometry const &g,
+                         voxel::CellDirections const &directions, Point3D const &p0,
+                         Point3D const &p1, Point3D const &p2, int const first[3],
+                         int const last[3]) {
+    voxel::TriangleCellTest test(g, directions, p0, p1, p2);
+    for (int i = first[0]; i <= last[0]; ++i)
+        for (int j = first[1]; j <= last[1]; ++j) {
+            unsigned char *row = grid + (std::size_t(i) * count[1] + std::size_t(j)) * count[2];
+            for (int k = first[2]; k <= last[2]; ++k)
+                if (row[k] == 0 && test.touches(i, j, k)) row[k] |= 1;
+        }
+}
+
 bool Voxelization::markVoxels() {
     if (!m_mesh) return false;
     if (cellCount() == 0) return true;
     std::size_t const count[3] = {m_nx, m_ny, m_nz};
     CellGeometry const g = geometryOf(*m_mesh, count);
+    voxel::CellDirections const directions(g);
     std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
 
     Triangulation &mesh = *m_mesh;
+    std::vector<Vertex *> const &vertices = mesh.vertexList();
     for (Triangle *t : mesh.triangleList()) {
-        Point3D const &p0 = *mesh.vertex(t, 0)->point();
-        Point3D const &p1 = *mesh.vertex(t, 1)->point();
-        Point3D const &p2 = *mesh.vertex(t, 2)->point();
+        // Triangulation::vertex's lookup, range test included.
+        Point3D const &p0 = *vertices.at(t->vertexIndex(0))->point();
+        Point3D const &p1 = *vertices.at(t->vertexIndex(1))->point();
+        Point3D const &p2 = *vertices.at(t->vertexIndex(2))->point();
         int first[3], last[3];
         for (int a = 0; a < 3; ++a) {
             double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
@@ -153,7 +173,7 @@ bool Voxelization::markVoxels() {
             first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], limit[a]);
             last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], limit[a]);
         }
-        markVoxelsPerTriangle(t, first[0], first[1], first[2], last[0], last[1], last[2]);
+        markTriangle(m_grid.get(), count, g, directions, p0, p1, p2, first, last);
     }
     return true;
 }
@@ -162,36 +182,15 @@ void Voxelization::markVoxelsPerTriangle(Triangle *t, int i0, int j0, int k0, in
                                          int k1) {
     if (!m_mesh || cellCount() == 0) return;
     Triangulation &mesh = *m_mesh;
-    Point3D &p0 = *mesh.vertex(t, 0)->point();
-    Point3D &p1 = *mesh.vertex(t, 1)->point();
-    Point3D &p2 = *mesh.vertex(t, 2)->point();
-    BoundingBox3D box;
-    box.add(p0);
-    box.add(p1);
-    box.add(p2);
-    Plane const plane(p0, p1, p2);
-
+    Point3D const &p0 = *mesh.vertex(t, 0)->point();
+    Point3D const &p1 = *mesh.vertex(t, 1)->point();
+    Point3D const &p2 = *mesh.vertex(t, 2)->point();
     std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    int const first[3] = {std::max(i0, 0), std::max(j0, 0), std::max(k0, 0)};
+    int const last[3] = {std::min(i1, int(m_nx) - 1),   // a valid grid's counts fit in 32 bits
+                         std::min(j1, int(m_ny) - 1), std::min(k1, int(m_nz) - 1)};
     CellGeometry const g = geometryOf(mesh, count);
-    i0 = std::max(i0, 0);
-    j0 = std::max(j0, 0);
-    k0 = std::max(k0, 0);
-    i1 = std::min(i1, int(m_nx) - 1);   // a valid grid's counts fit in 32 bits
-    j1 = std::min(j1, int(m_ny) - 1);
-    k1 = std::min(k1, int(m_nz) - 1);
-
-    BoundingBox3D const &cbox = box;
-    unsigned char *grid = m_grid.get();
-    for (int i = i0; i <= i1; ++i)
-        for (int j = j0; j <= j1; ++j) {
-            unsigned char *row = grid + (std::size_t(i) * m_ny + std::size_t(j)) * m_nz;
-            for (int k = k0; k <= k1; ++k) {
-                if (row[k] != 0) continue;
-                if (voxel::cellTouchesTriangle(g, cbox.lower(), cbox.upper(), plane, p0, p1, p2,
-                                               i, j, k))
-                    row[k] |= 1;
-            }
-        }
+    markTriangle(m_grid.get(), count, g, voxel::CellDirections(g), p0, p1, p2, first, last);
 }
 
 void Voxelization::voxelxTriangleIntersection(BoundingBox3D &box, Plane &plane, Point3D &p0,
@@ -257,6 +256,11 @@ void Voxelization::quadulation(std::vector<Vertex *> &vertices,
                                std::vector<std::size_t> &indices) {
     if (!m_mesh || cellCount() == 0) return;
     std::size_t const count[3] = {m_nx, m_ny, m_nz};
+    // The caller's vectors grow once: 24 indices per marked cell, and room for two corners
+    // per cell (a surface of cells shares most corners; a vector that needs more grows).
+    std::size_t const marked = voxel::markedCount(m_grid.get(), cellCount());
+    indices.reserve(indices.size() + 24 * marked);
+    vertices.reserve(vertices.size() + 2 * marked + 8);
     auto newVertex = [&vertices](std::unique_ptr<Point3D> point) {
         auto vertex = std::make_unique<Vertex>(point.release());
         vertices.push_back(vertex.get());

@@ -1,20 +1,27 @@
-// BSP tree: polygon planes and cuts, node structure, depth budget, queries against a
-// recursive reference and against the solid-angle sum on closed meshes.
+// BSP tree: polygon planes, classification and cuts against the literal walk, the quick
+// tests against the exact classes, node structure and depth budget by hand, whole trees
+// against the procedure written out step by step (random input and real meshes), queries
+// against a recursive reference and the solid-angle sum.
 #include "BSPTree.h"
 #include "mesh/PolygonSplit.h"
-#include "primitives/expect_near.h"
 #include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <limits>
 #include <memory>
 #include <random>
+#include <string>
+#include <vector>
 
 namespace ORVANE_DATABASE {
 class BSPTreeTestAccess {
 public:
-    static BSPTree::Node const *root(BSPTree const *tree) { return tree->m_root.get(); }
+    static BSPTree::Node const *root(BSPTree const *tree) { return tree->m_nodes.get(); }
 };
 } // namespace ORVANE_DATABASE
 
@@ -23,6 +30,7 @@ using orvane_test::TestMesh;
 using Node = BSPTree::Node;
 using Pos = Plane::_Pos;
 using Tris = std::list<Triangle *>;
+using Points = std::vector<Point3D>;
 
 namespace {
 
@@ -69,38 +77,365 @@ std::unique_ptr<TestMesh> pyramid(int sides) {
     return m;
 }
 
+bool same(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+bool same(Point3D const &a, Point3D const &b) {
+    return same(a.x(), b.x()) && same(a.y(), b.y()) && same(a.z(), b.z());
+}
+bool same(Points const &a, Points const &b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (!same(a[i], b[i])) return false;
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The build procedure written out step by step: lists of polygons, the plane of the longest
+// cross product, the walk with Plane::pointPosition and Plane::intersection, the last polygon
+// as splitter, front subtree before back subtree.
+
+struct RefPolygon {
+    Points points;
+    Tris sources;
+};
+
+struct RefNode {
+    bool hasPlane = false;
+    Plane plane;
+    Tris coplanar;
+    std::unique_ptr<RefNode> front, back;
+};
+
+Plane refPlane(Points const &p) {
+    double best = -1;
+    Plane plane;
+    for (std::size_t i = 0; i + 2 < p.size(); ++i) {
+        Vector3D const c = (p[i + 1].vector() - p[i].vector()) ^ (p[i + 2].vector() - p[i].vector());
+        if (c.magnitude() >= best) {
+            best = c.magnitude();
+            Direction3D const n = c.magnitude() < 1e-13 ? Direction3D() : Direction3D(c, Tolerance());
+            plane = Plane(n, -(n * p[i].vector()));
+        }
+    }
+    return plane;
+}
+bool refDegenerate(Plane const &plane) { return plane.normal().vector3D().magnitude() < 1e-13; }
+
+enum class RefSide { Coplanar, Front, Back, Spanning };
+
+RefSide refSplit(Points const &pts, Plane plane, Tolerance const &tol, Points &f, Points &b) {
+    f.clear();
+    b.clear();
+    bool spanning = false, allOn = true;
+    std::size_t const n = pts.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        Point3D const &cur = pts[i], &prev = pts[(i + n - 1) % n];
+        Pos const c = plane.pointPosition(cur, tol), pc = plane.pointPosition(prev, tol);
+        if (c == Plane::POS_ON) {
+            f.push_back(cur);
+            if (pc == Plane::POS_BELOW) b.push_back(cur);
+            continue;
+        }
+        allOn = false;
+        bool const crossing = (c == Plane::POS_ABOVE) != (pc == Plane::POS_ABOVE) && pc != Plane::POS_ON;
+        if (crossing) {
+            Point3D const cut = plane.intersection(prev, cur, tol);
+            f.push_back(cut), b.push_back(cut);
+            spanning = true;
+        } else if (c == Plane::POS_BELOW && pc == Plane::POS_ON) {
+            b.push_back(prev);
+        }
+        (c == Plane::POS_ABOVE ? f : b).push_back(cur);
+    }
+    if (spanning) return RefSide::Spanning;
+    if (allOn) return RefSide::Coplanar;
+    if (!f.empty() && b.empty()) return RefSide::Front;
+    if (f.empty() && !b.empty()) return RefSide::Back;
+    return b.size() < f.size() ? RefSide::Front : RefSide::Back;
+}
+
+// Returns null with the message in `error` when the depth runs out. Pending subtrees wait on
+// an explicit stack (real meshes give deep trees), front before back.
+std::unique_ptr<RefNode> refBuild(std::list<RefPolygon> input, Tolerance const &tol,
+                                  std::size_t depth, std::string &error) {
+    error.clear();
+    if (input.empty()) return depth == 0 ? (error = kTooDeep, nullptr) : nullptr;
+    auto root = std::make_unique<RefNode>();
+    struct Task {
+        RefNode *node;
+        std::list<RefPolygon> list;
+        std::size_t depth;
+    };
+    std::vector<Task> stack;
+    stack.push_back(Task{root.get(), std::move(input), depth});
+    while (!stack.empty()) {
+        Task task = std::move(stack.back());
+        stack.pop_back();
+        if (task.depth == 0) {
+            error = kTooDeep;
+            return nullptr;
+        }
+        RefNode &node = *task.node;
+        std::list<RefPolygon> &list = task.list;
+        while (!list.empty()) {
+            RefPolygon const splitter = list.back();
+            list.pop_back();
+            node.coplanar.insert(node.coplanar.end(), splitter.sources.begin(), splitter.sources.end());
+            node.plane = refPlane(splitter.points);
+            if (!refDegenerate(node.plane)) {
+                node.hasPlane = true;
+                break;
+            }
+        }
+        if (!node.hasPlane) continue;
+        std::list<RefPolygon> front, back;
+        Points f, b;
+        for (RefPolygon const &p : list) {
+            switch (refSplit(p.points, node.plane, tol, f, b)) {
+            case RefSide::Coplanar:
+                node.coplanar.insert(node.coplanar.end(), p.sources.begin(), p.sources.end());
+                break;
+            case RefSide::Front: front.push_back(p); break;
+            case RefSide::Back: back.push_back(p); break;
+            case RefSide::Spanning:
+                front.push_back(RefPolygon{f, p.sources});
+                back.push_back(RefPolygon{b, p.sources});
+                break;
+            }
+        }
+        if (!back.empty()) {
+            node.back = std::make_unique<RefNode>();
+            stack.push_back(Task{node.back.get(), std::move(back), task.depth - 1});
+        }
+        if (!front.empty()) {
+            node.front = std::make_unique<RefNode>();
+            stack.push_back(Task{node.front.get(), std::move(front), task.depth - 1});
+        }
+    }
+    return root;
+}
+
+std::list<RefPolygon> polygonsOf(Triangulation &mesh) {
+    std::list<RefPolygon> list;
+    for (Triangle *t : mesh.triangleList())
+        list.push_back(RefPolygon{{*mesh.vertex(t, 0)->point(), *mesh.vertex(t, 1)->point(),
+                                   *mesh.vertex(t, 2)->point()},
+                                  {t}});
+    return list;
+}
+
+// Node by node: plane bits, coplanar triangles in order, children. Returns the node count.
+std::size_t expectSameTree(Node const *got, RefNode const *want) {
+    std::size_t nodes = 0;
+    std::vector<std::pair<Node const *, RefNode const *>> stack{{got, want}};
+    while (!stack.empty()) {
+        auto [g, w] = stack.back();
+        stack.pop_back();
+        if ((g == nullptr) != (w == nullptr)) {
+            ADD_FAILURE() << "a node is missing or extra after " << nodes << " nodes";
+            return nodes;
+        }
+        if (g == nullptr) continue;
+        ++nodes;
+        bool const match =
+            (g->plane() != nullptr) == w->hasPlane && g->coplanarTriangles() == w->coplanar &&
+            (!w->hasPlane || (same(g->plane()->distance(), w->plane.distance()) &&
+                              same(Point3D(g->plane()->normal().vector3D().positionVector()),
+                                   Point3D(w->plane.normal().vector3D().positionVector()))));
+        if (!match) {
+            ADD_FAILURE() << "node " << nodes << " differs";
+            return nodes;
+        }
+        stack.push_back({g->back(), w->back.get()});
+        stack.push_back({g->front(), w->front.get()});
+    }
+    return nodes;
+}
+
 } // namespace
 
-TEST(PolygonSplit, PlanesClassesAndPieces) {
-    std::vector<Point3D> pts{{0, 0, 1}, {0, 0, 1}, {1, 0, 1}, {0, 2, 1}};   // one run degenerate
-    Plane p = bsp::polygonPlane(pts.data(), pts.size());
-    EXPECT_TRUE(vectorNear(p.normal().vector3D(), Vector3D(0, 0, 1)));
-    EXPECT_DOUBLE_EQ(p.distance(), -1.0);
-    EXPECT_TRUE(bsp::isDegenerate(bsp::polygonPlane(pts.data(), 2)));
+// ---------------------------------------------------------------------------------------------
 
-    Plane plane(Direction3D(0, 0, 1), 0);   // z = 0, front is +z
-    std::vector<Point3D> f, b;
-    std::vector<Plane::_Pos> scratch;
-    auto split = [&](std::vector<Point3D> const &pts) {
-        return bsp::splitPolygon(pts.data(), pts.size(), plane, Tolerance(), f, b, scratch);
-    };
-    // One corner in front, two behind: a triangle and a quadrilateral; the walk starts with
-    // the edge from the last point to the first.
-    EXPECT_EQ(split({{0, 0, 1}, {1, 0, -1}, {0, 1, -1}}), bsp::PolygonSide::Spanning);
-    ASSERT_EQ(f.size(), 3u);
-    ASSERT_EQ(b.size(), 4u);
-    EXPECT_TRUE(pointNear(f[0], Point3D(0, 0.5, 0)) && pointNear(f[2], Point3D(0.5, 0, 0)));
-    EXPECT_TRUE(pointNear(b[1], Point3D(0.5, 0, 0)) && pointNear(b[3], Point3D(0, 1, -1)));
-    // Cut through a corner on the plane: two triangles sharing it and the cut point.
-    EXPECT_EQ(split({{0, 0, 0}, {1, 0, 1}, {1, 1, -1}}), bsp::PolygonSide::Spanning);
-    ASSERT_EQ(f.size() + b.size(), 6u);
-    EXPECT_TRUE(pointNear(f[0], Point3D()) && pointNear(f[2], Point3D(1, 0.5, 0)));
-    EXPECT_TRUE(pointNear(b[0], Point3D()) && pointNear(b[1], Point3D(1, 0.5, 0)));
-    // Not cut: two corners on the plane and one behind go back (the larger piece); a point
-    // exactly at +t counts as behind.
-    EXPECT_EQ(split({{0, 0, 0}, {1, 0, 0}, {0, 1, -1}}), bsp::PolygonSide::Back);
-    EXPECT_EQ(split({{0, 0, 1e-13}, {1, 0, -1}, {0, 1, -3}}), bsp::PolygonSide::Back);
-    EXPECT_EQ(split({{0, 0, 1e-14}, {1, 0, -5e-14}, {0, 1, 0}}), bsp::PolygonSide::Coplanar);
+// Polygons of 0 to 7 lattice points (so that points on the plane, repeated points and
+// crossing edges through corners are common) against planes through lattice points:
+// side, pieces and plane bit for bit as the literal walk.
+TEST(PolygonSplit, ClassificationAndCutMatchTheLiteralWalk) {
+    std::mt19937 rng(17);
+    std::uniform_int_distribution<int> coord(-2, 2);
+    auto lattice = [&] { return Point3D(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5); };
+    Tolerance loose, zero;
+    loose.fine = 0.3;   // wide enough to put whole lattice planes on the plane
+    zero.fine = 0;      // nothing is on the plane
+    int spans = 0, ties = 0;
+    for (int round = 0; round < 20000; ++round) {
+        Points pts(rng() % 8);
+        for (Point3D &p : pts) p = lattice();
+        Points through{lattice(), lattice(), lattice()};
+        Plane plane = bsp::polygonPlane(through.data(), 3);
+        ASSERT_TRUE(same(Point3D(plane.normal().vector3D().positionVector()),
+                         Point3D(refPlane(through).normal().vector3D().positionVector())));
+        if (bsp::isDegenerate(plane)) continue;
+        Tolerance const &tol = round % 4 == 0 ? loose : round % 4 == 1 ? zero : Tolerance();
+        Points wantF, wantB;
+        RefSide const want = refSplit(pts, plane, tol, wantF, wantB);
+        unsigned char classes[8];
+        bsp::PolygonSide const got =
+            bsp::classifyPolygon(pts.data(), pts.size(), bsp::PlaneEquation(plane), tol.value(), classes);
+        ASSERT_EQ(int(got), int(want)) << "round " << round;
+        unsigned const uniform = bsp::uniformSide(pts.data(), pts.size(), bsp::PlaneEquation(plane), tol.value());
+        if (uniform != 0) {
+            ASSERT_EQ(int(got), int(uniform == bsp::kFront ? RefSide::Front : RefSide::Back));
+        }
+        if (got != bsp::PolygonSide::Spanning) {
+            ties += (got == bsp::PolygonSide::Back && !wantF.empty() && wantF.size() == wantB.size());
+            continue;
+        }
+        ++spans;
+        Points f(2 * pts.size()), b(2 * pts.size());
+        std::size_t fs = 0, bs = 0;
+        bsp::cutPolygon(pts.data(), pts.size(), classes, plane, tol, f.data(), fs, b.data(), bs);
+        f.resize(fs), b.resize(bs);
+        ASSERT_TRUE(same(f, wantF) && same(b, wantB)) << "round " << round;
+        ASSERT_TRUE(same(Point3D(bsp::polygonPlane(f.data(), f.size()).normal().vector3D().positionVector()),
+                         Point3D(refPlane(f).normal().vector3D().positionVector())));
+    }
+    EXPECT_GT(spans, 1000);
+    EXPECT_GT(ties, 10);
+}
+
+// The ball tests decide only what the exact classes say, on polygons placed just off the
+// plane (within a few units of rounding of the threshold), far away, huge, tiny, with NaN and
+// infinite coordinates, and for odd thresholds.
+TEST(PolygonSplit, QuickTestsNeverContradictTheClasses) {
+    std::mt19937 rng(23);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    double const inf = std::numeric_limits<double>::infinity(), nan = std::nan("");
+    double const scales[] = {1, 1e-9, 1e6, 1e250, 1e-300, 3e300};
+    double const thresholds[] = {1e-13, 0, 1e-3, -1, nan, inf};
+    int decided = 0, nearMisses = 0;
+    for (int round = 0; round < 200000; ++round) {
+        double const scale = scales[rng() % 6];
+        double const t = round % 3 ? 1e-13 : thresholds[rng() % 6];
+        Points through{{unit(rng) * scale, unit(rng) * scale, unit(rng) * scale},
+                       {unit(rng) * scale, unit(rng) * scale, unit(rng) * scale},
+                       {unit(rng) * scale, unit(rng) * scale, unit(rng) * scale}};
+        Plane plane = bsp::polygonPlane(through.data(), 3);
+        if (bsp::isDegenerate(plane)) continue;
+        bsp::PlaneEquation const eq(plane);
+        Vector3D const &n = plane.normal().vector3D();
+        // Points at a chosen signed distance from the plane: just beyond the threshold
+        // plus a little rounding, or well away.
+        Points pts(1 + rng() % 5);
+        double const offset = rng() % 2 ? t * (1 + 1e-15 * double(rng() % 8)) + 1e-16 * scale * double(rng() % 4)
+                                        : unit(rng) * scale;
+        double const side = rng() % 2 ? 1 : -1;
+        Point3D const base = through[0] + n * (side * offset);
+        for (Point3D &p : pts) {
+            Vector3D const along(unit(rng), unit(rng), unit(rng));
+            Vector3D const inPlane = along - n * (n * along);
+            p = base + inPlane * (scale * 1e-3 * unit(rng));
+        }
+        if (round % 500 == 0) pts[rng() % pts.size()] = Point3D(nan, 0, 0);
+        if (round % 500 == 1) pts[rng() % pts.size()] = Point3D(0, inf, 0);
+        unsigned char classes[8];
+        unsigned const seen = bsp::classifyPoints(pts.data(), pts.size(), eq, t, classes);
+        double const tau = bsp::quickThreshold(plane, t);
+        unsigned const quick = bsp::quickSide(eq, bsp::ballAround(pts.data(), pts.size()), tau);
+        if (quick != 0) {
+            ++decided;
+            ASSERT_EQ(seen, quick) << "round " << round;
+        }
+        nearMisses += quick == 0 && (seen == bsp::kFront || seen == bsp::kBack);
+        unsigned const uniform = bsp::uniformSide(pts.data(), pts.size(), eq, t);
+        ASSERT_EQ(uniform, seen == bsp::kFront || seen == bsp::kBack ? seen : 0u) << "round " << round;
+    }
+    EXPECT_GT(decided, 20000);
+    EXPECT_GT(nearMisses, 1000);
+}
+
+// Whole trees, node for node, against the procedure written out: triangle soups on a coarse
+// lattice (points on planes, coplanar and degenerate triangles, duplicates) and polygon lists
+// of 0 to 6 points with several source triangles each, with several tolerances and depth
+// limits (the failures must agree as well).
+TEST(BSPTree, SameTreeAsTheProcedureOnRandomInput) {
+    std::mt19937 rng(29);
+    std::uniform_int_distribution<int> coord(0, 4);
+    TestMesh sources;   // only as distinct Triangle pointers
+    for (int i = 0; i < 8; ++i) sources.addTriangle(0, 0, 0);
+    std::vector<Triangle *> const &sourceList = sources.mesh().triangleList();
+    int built = 0, failed = 0;
+    for (int round = 0; round < 300; ++round) {
+        Tolerance tol;
+        if (round % 5 == 1) tol.fine = 0.1;
+        if (round % 5 == 2) tol.fine = 0;
+        std::size_t const limit = round % 3 == 0 ? 4 + rng() % 6 : 7000;
+        std::string error = "stale", wantError;
+        std::unique_ptr<RefNode> want;
+        Tree got;
+        if (round % 2 == 0) {
+            TestMesh m;
+            for (int v = 0; v < 14; ++v) m.addVertex(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5);
+            for (int t = 0; t < 30; ++t) m.addTriangle(rng() % 14, rng() % 14, rng() % 14);
+            want = refBuild(polygonsOf(m.mesh()), tol, limit, wantError);
+            got.reset(BSPTree::create(m.get(), error, tol, limit, round % 4));
+            ASSERT_EQ(error, wantError) << "round " << round;
+            if (got) built += 0 < expectSameTree(rootOf(got), want.get());
+        } else {
+            std::list<BSPTree::Polygon> list;
+            std::list<RefPolygon> refList;
+            for (int p = 0; p < 25; ++p) {
+                BSPTree::Polygon polygon;
+                for (int k = rng() % 7; k > 0; --k)
+                    polygon.points.emplace_back(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5);
+                for (int k = rng() % 3; k > 0; --k) polygon.sourceTriangles.push_back(sourceList[rng() % 8]);
+                refList.push_back(RefPolygon{Points(polygon.points.begin(), polygon.points.end()),
+                                             polygon.sourceTriangles});
+                list.push_back(polygon);
+            }
+            want = refBuild(refList, tol, limit, wantError);
+            got.reset(BSPTree::create(list, error, tol, limit, 0));
+            ASSERT_EQ(error, wantError) << "round " << round;
+            if (got) built += 0 < expectSameTree(rootOf(got), want.get());
+        }
+        ASSERT_EQ(got == nullptr, !wantError.empty());
+        failed += got == nullptr;
+    }
+    EXPECT_GT(built, 150);
+    EXPECT_GT(failed, 20);
+}
+
+namespace {
+
+// A mesh of the benchmark folder read from its OFF file (triangles only), or null when the
+// folder or the file is absent.
+std::unique_ptr<TestMesh> meshFromFolder(char const *name) {
+    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
+    std::ifstream in((env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes") + "/" + name);
+    std::string magic;
+    std::size_t vertices = 0, faces = 0, edges = 0, n = 0, a = 0, b = 0, c = 0;
+    if (!(in >> magic >> vertices >> faces >> edges) || magic != "OFF") return nullptr;
+    auto mesh = std::make_unique<TestMesh>();
+    for (double x, y, z; vertices > 0 && in >> x >> y >> z; --vertices) mesh->addVertex(x, y, z);
+    for (; faces > 0 && in >> n >> a >> b >> c && n == 3; --faces) mesh->addTriangle(a, b, c);
+    return faces == 0 ? std::move(mesh) : nullptr;
+}
+
+} // namespace
+
+TEST(BSPTree, SameTreeAsTheProcedureOnRealMeshes) {
+    int compared = 0;
+    for (char const *name : {"cow.off", "elephant.off"}) {
+        std::unique_ptr<TestMesh> mesh = meshFromFolder(name);
+        if (!mesh) continue;
+        std::string error, wantError;
+        std::unique_ptr<RefNode> want = refBuild(polygonsOf(mesh->mesh()), Tolerance(), 7000, wantError);
+        Tree got = build(*mesh, error, 7000);
+        ASSERT_EQ(error, wantError) << name;
+        if (got) {
+            EXPECT_GT(expectSameTree(rootOf(got), want.get()), mesh->mesh().triangleList().size()) << name;
+        }
+        ++compared;
+    }
+    if (compared == 0) GTEST_SKIP() << "no mesh folder (scripts/fetch-meshes.sh fills it)";
 }
 
 TEST(BSPTree, NodesAndDepthBudgetOfSmallInputs) {

@@ -3,6 +3,9 @@
 #include "Triangulation.h"
 #include "Voxelization.h"
 #include "support/test_mesh.h"
+#include "voxel/CellTriangleTest.h"
+#include "voxel/SeparatingAxes.h"
+#include "voxel/TriangleCellTest.h"
 #include "voxel_test_access.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +13,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 #include <limits>
+#include <string>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -172,4 +178,147 @@ TEST(VoxelMarking, CopiesShareGridAndMesh) {
     ASSERT_TRUE(Access::markVoxels(a));
     EXPECT_EQ(Access::markedCells(b).size(), 8u);
     EXPECT_EQ(Access::markedCells(c).size(), 8u);
+}
+
+namespace {
+
+// Triangles and grids made to hit every boundary of the cell test: corners on cell corners,
+// edges and faces (computed exactly as the grid computes them), points within 1e-13 of
+// those or a few units of rounding off, slivers and collinear or repeated corners, planes
+// tilted by tiny angles off the axes and off cell diagonals, flat grids (a size of 0),
+// coordinates far from the origin.
+struct NastyCase {
+    voxel::CellGeometry g;
+    int count[3];
+    Point3D p[3];
+};
+
+NastyCase nastyCase(std::mt19937 &rng) {
+    std::uniform_real_distribution<double> unit(0, 1);
+    double const sizes[] = {0.5, 1.0 / 3, 0.0, 1e-3, 7.3, 1.0};
+    double const origins[] = {0.0, -2.5, 1e6 + 0.1, 0.1};
+    NastyCase c;
+    for (int a = 0; a < 3; ++a) {
+        c.count[a] = 1 + int(rng() % 4);
+        c.g.origin[a] = origins[rng() % 4];
+        c.g.size[a] = sizes[rng() % (a == 2 ? 6 : 5) == 2 && a < 2 ? 5 : rng() % 6];
+    }
+    auto coordinate = [&](int a) {
+        double const lattice = c.g.corner(a, 0, double(rng() % (c.count[a] + 1)));
+        double v = lattice;
+        switch (rng() % 6) {
+        case 0: break;                                                    // on a lattice plane
+        case 1: {   // within the tolerance of a lattice plane, or just beyond the filter's margin
+            double const gaps[] = {0, 1e-13, 2e-13, 1e-12, 1e-11, 1e-10};
+            v = lattice + (rng() % 2 ? 1 : -1) * gaps[rng() % 6];
+            break;
+        }
+        case 2: v = std::nextafter(lattice, rng() % 2 ? 1e300 : -1e300); break;
+        case 3: v = lattice + c.g.size[a] * 0.5; break;                   // a cell's middle
+        default: v = c.g.origin[a] + c.g.size[a] * c.count[a] * (unit(rng) * 1.2 - 0.1);
+        }
+        return v;
+    };
+    auto point = [&] { return Point3D(coordinate(0), coordinate(1), coordinate(2)); };
+    c.p[0] = point();
+    c.p[1] = point();
+    switch (rng() % 6) {
+    case 0: {   // sliver: nearly on the line through the other two
+        double const t = unit(rng) * 2 - 0.5;
+        Vector3D const along = c.p[1].vector() - c.p[0].vector();
+        c.p[2] = c.p[0] + (along * t + Vector3D(1e-14, -3e-15, 2e-13) * double(rng() % 3));
+        break;
+    }
+    case 1: c.p[2] = rng() % 2 ? c.p[0] : c.p[1]; break;   // repeated corner
+    case 2: {   // tilted by a tiny angle off an axis or a diagonal
+        c.p[2] = c.p[0];
+        int const a = int(rng() % 3);
+        c.p[2].vector()[(a + 1) % 3] += c.g.size[(a + 1) % 3] + 1.0;
+        c.p[1] = c.p[0];
+        c.p[1].vector()[a] += 1.0;
+        c.p[1].vector()[(a + 2) % 3] += 1e-12 * double(rng() % 3);
+        if (rng() % 2) c.p[1].vector()[(a + 1) % 3] += 1.0;
+        break;
+    }
+    default: c.p[2] = point();
+    }
+    return c;
+}
+
+} // namespace
+
+// The prepared cell test against the test written step by step, cell by cell over the whole
+// grid and a margin of cells around it; and the claim the separating axes rest on: a cell
+// they set apart is one the crossing test rejects, also just beyond the margin (every other
+// round uses triangles in general position about one cell in size, which the filter serves).
+TEST(VoxelMarking, PreparedCellTestMatchesTheStepByStepTest) {
+    std::mt19937 rng(41);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    long cells = 0, touching = 0, active = 0, separated = 0;
+    for (int round = 0; round < 8000; ++round) {
+        NastyCase c = nastyCase(rng);
+        if (round % 2)
+            for (Point3D &p : c.p)
+                for (int a = 0; a < 3; ++a) p.vector()[a] = c.g.origin[a] + c.g.size[a] * (1.5 + unit(rng));
+        voxel::CellDirections const directions(c.g);
+        voxel::TriangleCellTest test(c.g, directions, c.p[0], c.p[1], c.p[2]);
+        voxel::SeparatingAxes const axes(c.p[0], c.p[1], c.p[2], voxel::TriangleFrame(c.p[0], c.p[1], c.p[2]),
+                                         test.lower(), test.upper(), directions);
+        active += axes.active();
+        Plane const plane(c.p[0], c.p[1], c.p[2]);
+        Point3D const lo = test.lower().positionVector(), hi = test.upper().positionVector();
+        for (int i = -1; i <= c.count[0]; ++i)
+            for (int j = -1; j <= c.count[1]; ++j)
+                for (int k = -1; k <= c.count[2]; ++k) {
+                    bool const want = voxel::cellTouchesTriangle(c.g, lo, hi, plane, c.p[0], c.p[1], c.p[2], i, j, k);
+                    ASSERT_EQ(test.touches(i, j, k), want) << "round " << round << " cell " << i << " " << j << " " << k;
+                    ++cells, touching += want;
+                    int const idx[3] = {i, j, k};
+                    double v[2][3];
+                    for (int a = 0; a < 3; ++a)
+                        for (int b = 0; b < 2; ++b) v[b][a] = c.g.corner(a, b, double(idx[a]));
+                    if (!axes.active() || !axes.separated(v[0], v[1])) continue;
+                    ++separated;
+                    Point3D corners[8];
+                    for (int q = 0; q < 8; ++q) corners[q] = Point3D(v[q >> 2 & 1][0], v[q >> 1 & 1][1], v[q & 1][2]);
+                    ASSERT_FALSE(voxel::triangleCrossesCell(c.p[0], c.p[1], c.p[2], corners)) << "round " << round;
+                }
+    }
+    EXPECT_GT(touching, cells / 20);
+    EXPECT_GT(active, 8000 / 3);
+    EXPECT_GT(separated, 20000);
+}
+
+namespace {
+
+// A mesh of the benchmark folder read from its OFF file (triangles only), or null when the
+// folder or the file is absent.
+std::unique_ptr<TestMesh> meshFromFolder(char const *name) {
+    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
+    std::ifstream in((env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes") + "/" + name);
+    std::string magic;
+    std::size_t vertices = 0, faces = 0, edges = 0, n = 0, a = 0, b = 0, c = 0;
+    if (!(in >> magic >> vertices >> faces >> edges) || magic != "OFF") return nullptr;
+    auto mesh = std::make_unique<TestMesh>();
+    for (double x, y, z; vertices > 0 && in >> x >> y >> z; --vertices) mesh->addVertex(x, y, z);
+    for (; faces > 0 && in >> n >> a >> b >> c && n == 3; --faces) mesh->addTriangle(a, b, c);
+    return faces == 0 ? std::move(mesh) : nullptr;
+}
+
+} // namespace
+
+// Real meshes, a CAD part with axis-parallel faces among them, against the step-by-step
+// reference.
+TEST(VoxelMarking, RealMeshesMatchTheReference) {
+    int compared = 0;
+    for (char const *name : {"fandisk.off", "elephant.off"})
+        for (std::size_t n : {std::size_t(17), std::size_t(40)}) {
+            std::unique_ptr<TestMesh> mesh = meshFromFolder(name);
+            if (!mesh) continue;
+            std::size_t const counts[3] = {n, n + 3, n - 5};
+            Cells const want = referenceMarking(mesh->mesh(), counts);
+            EXPECT_EQ(mark(*mesh, counts[0], counts[1], counts[2]), want) << name << " " << n;
+            ++compared;
+        }
+    if (compared == 0) GTEST_SKIP() << "no mesh folder (scripts/fetch-meshes.sh fills it)";
 }
