@@ -10,7 +10,7 @@
 // O(T) filing: the work follows the cross-sections, not triangles x planes, whatever the
 // direction.
 //
-// A listed triangle's data (its corners, its plane, what lies across its sides) is gathered
+// A listed triangle's data (its corners, its plane, the caller's links) is gathered
 // from the mesh once, when it enters, into a slot of a pool that it keeps until it leaves; the
 // list itself is a few indices per triangle, so keeping it in order from plane to plane moves
 // 12 bytes per listed triangle, not the data. The pool holds only the triangles listed at
@@ -35,10 +35,12 @@ public:
     static constexpr Index kNever = std::numeric_limits<Index>::max();
 
     // A listed triangle's data: its shape for the triangle test (corners, plane, products),
-    // what lies across each of its sides (for the caller) and its index.
-    struct Candidate {
+    // three links for the caller (per corner or per side) and its index. Aligned to cache lines
+    // (three of them on 64-bit targets): a record that straddles one more line costs a miss
+    // that the prefetch does not cover.
+    struct alignas(64) Candidate {
         SecondTriangle shape;
-        Index across[3];
+        Index links[3];
         Index triangle;
     };
     // An entry of the list: the triangle, its slot in the pool, the last group it reaches.
@@ -63,11 +65,11 @@ public:
     }
 
     // The listed triangles of the next group, ascending by triangle; call once per group, in
-    // order. `describe(t, candidate)` fills entering triangle t's shape and what lies across
-    // its sides. `prefetch(t, stage)` is told of entering
-    // triangle t some entries before describe is called for it: stage 0 far ahead (for what
-    // locates its data), stage 1 nearer (for the data itself); it must not change anything
-    // observable. The list and the candidates stay valid until the next call.
+    // order. `describe(t, candidate)` fills entering triangle t's shape and links.
+    // `prefetch(t, stage)` is told of entering triangle t some entries before describe is
+    // called for it: stage 0 far ahead (for what locates its data), stage 1 nearer (for the
+    // data itself); it must not change anything observable. The list and the candidates
+    // stay valid until the next call.
     template <class Describe, class Prefetch>
     std::vector<Listed> const &next(Describe &&describe, Prefetch &&prefetch) {
         std::size_t const g = group_++;

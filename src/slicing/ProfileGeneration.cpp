@@ -23,9 +23,14 @@
 //     triangle, a triangle's cut is its own interval on the line of intersection
 //     (InsideCut), and where all planes share one normal (slicing along an axis), a
 //     triangle's products with that normal are formed once, when it enters the sweep.
-//  3. Cuts of one plane through one mesh edge meet: the cut's ends record the triangle sides
-//     they lie on, and the sides shared by two triangles (SideNeighbours.h) pair them. The
-//     shared chainer adopts these pairs as the finest-level matches once it has verified
+//  3. Cuts of one plane through one mesh edge meet: two ends of different triangles on one
+//     edge, with no third end on it, are paired. Where planes are dense (several cuts per
+//     triangle) each triangle side learns once, from a sort of all sides (SideNeighbours.h),
+//     which side lies across it, and an end finds its partner through the triangle across.
+//     Where they are sparse, as when a large mesh is cut into layers, that mesh-wide sort
+//     would cost more time and memory than the cuts themselves: the ends then record their
+//     edge's vertex pair and meet in lists under the edge's lower vertex (EdgePairing). The
+//     pairs are the same either way. The shared chainer adopts these pairs as the finest-level matches once it has verified
 //     them (taking the matches from the coordinates where ends crowd, near mesh vertices, or
 //     everywhere when the pairs do not hold together: coincident sheets, unwelded meshes),
 //     drops repeated segments and builds the one-step stitching's chains in linear time.
@@ -35,8 +40,8 @@
 // Nothing is allocated per candidate, and per plane only the delivered contours: vertex
 // coordinates and projections are read once per call into flat arrays, corner indices come
 // from the cell index (read once, at construction), a triangle's data are gathered into the
-// sweep's pool once, when it enters, and the per-plane buffers (cut, pairs, chainer) are
-// reused.
+// sweep's pool once, when it enters, and the per-plane buffers (cut, edge pairing, chainer)
+// are reused.
 #include "Profiler.h"
 
 #include "Direction3D.h"
@@ -118,21 +123,41 @@ struct MeshArrays {
     double const *point(Index v) const { return xyz.data() + 3 * static_cast<std::size_t>(v); }
 };
 
+// Cuts per triangle (on average) from which the mesh-wide side neighbours pay off: they cost
+// a sort of all sides once per call, the edge lists a little more per cut.
+constexpr double kDenseCuts = 3.0;
+
+// No mesh edge: an end inside its triangle, or on a side whose two corners are one vertex.
+constexpr std::uint64_t kNoEdge = ~std::uint64_t{0};
+
+// The mesh edge joining vertices a and b, as one key whichever way round.
+std::uint64_t edgeKey(Index a, Index b) {
+    if (a == b) return kNoEdge;
+    return static_cast<std::uint64_t>(std::min(a, b)) << 32 | std::max(a, b);
+}
+
+// How the ends of one plane's cuts find the end they meet (see the header comment).
+enum class Pairing { AcrossSides, ByEdges };
+
 // One plane's cut: the segments in candidate order, each with the triangle it cuts and, per
-// end, the side of that triangle it lies on (slicing::kNoSide) and the end of another segment
-// across that side. Reused from plane to plane.
+// end, the side of that triangle it lies on (slicing::kNoSide) with either the side across
+// it (AcrossSides: 3 t' + s', or slicing::kNoNeighbour) or the mesh edge it lies on
+// (ByEdges: edgeKey, or kNoEdge), and the end it meets, when known. Reused from plane to
+// plane.
 struct PlaneCut {
     std::vector<SegmentEnds> segments;
     std::vector<std::uint32_t> triangles;
     std::vector<std::int8_t> sides;
-    std::vector<std::uint32_t> across;     // per end: 3 t' + s' for side s' of triangle t' across
-    std::vector<std::uint32_t> partners;
+    std::vector<std::uint32_t> across;     // per end, AcrossSides
+    std::vector<std::uint64_t> edges;      // per end, ByEdges
+    std::vector<std::uint32_t> partners;   // per end, for the chainer
 
     void clear() {
         segments.clear();
         triangles.clear();
         sides.clear();
         across.clear();
+        edges.clear();
     }
     // Adds the cut to the slicer's records, under the plane's cutting triangle.
     void record(slicing::FirstTriangle const &cutter, slicing::SegmentRecords &records) const {
@@ -147,13 +172,16 @@ struct PlaneCut {
 void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut const &inside,
                    bool sharedNormal, IndexMembership const &offered, PlaneSweep const &sweep,
                    std::vector<PlaneSweep::Listed> const &candidates, double shortSquare,
-                   PlaneCut &cut) {
+                   Pairing pairing, PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
     std::size_t const most = candidates.size();
     cut.segments.resize(most);
     cut.triangles.resize(most);
     cut.sides.resize(2 * most);
-    cut.across.resize(2 * most);
+    if (pairing == Pairing::AcrossSides)
+        cut.across.resize(2 * most);
+    else
+        cut.edges.resize(2 * most);
     std::size_t m = 0;
     // Candidates sit in the sweep's pool in no particular order: each is requested a few
     // entries ahead of use.
@@ -176,22 +204,32 @@ void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut cons
         if (!offered.offers(lower, upper)) continue;
         cut.triangles[m] = candidate.triangle;
         for (int e = 0; e < 2; ++e) {
-            cut.sides[2 * m + e] = static_cast<std::int8_t>(sides[e]);
-            cut.across[2 * m + e] = sides[e] == slicing::kNoSide ? slicing::kNoNeighbour : candidate.across[sides[e]];
+            int const s = sides[e];
+            cut.sides[2 * m + e] = static_cast<std::int8_t>(s);
+            if (pairing == Pairing::AcrossSides) {
+                cut.across[2 * m + e] = s == slicing::kNoSide ? slicing::kNoNeighbour : candidate.links[s];
+            } else {
+                // Side s joins corners s and s + 1 (mod 3).
+                static constexpr int kNext[3] = {1, 2, 0};
+                cut.edges[2 * m + e] =
+                    s == slicing::kNoSide ? kNoEdge : edgeKey(candidate.links[s], candidate.links[kNext[s]]);
+            }
         }
         ++m;
     }
     cut.segments.resize(m);
     cut.triangles.resize(m);
     cut.sides.resize(2 * m);
-    cut.across.resize(2 * m);
+    if (pairing == Pairing::AcrossSides)
+        cut.across.resize(2 * m);
+    else
+        cut.edges.resize(2 * m);
 }
 
-// Pairs the ends of the plane's cuts that lie on one mesh edge: the end on side s of triangle
-// t and the end on the side across it, when that triangle was cut in this plane as well.
-// `cutAs` (per triangle) holds, for the triangles cut in plane `plane` (high 32 bits), the
-// segment (low 32 bits).
-void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
+// AcrossSides: pairs the end on side s of triangle t with the end on the side across it, when
+// that triangle was cut in this plane as well. `cutAs` (per triangle) holds, for the
+// triangles cut in plane `plane` (high 32 bits), the segment (low 32 bits).
+void pairAcrossSides(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint32_t plane) {
     std::size_t const n = cut.segments.size();
     std::uint64_t const stamp = static_cast<std::uint64_t>(plane) << 32;
     for (std::size_t s = 0; s < n; ++s) cutAs[cut.triangles[s]] = stamp | s;
@@ -209,6 +247,63 @@ void pairAcrossEdges(PlaneCut &cut, std::vector<std::uint64_t> &cutAs, std::uint
             cut.partners[e] = 2 * other + 1;
     }
 }
+
+// ByEdges: pairs the ends of one plane's cuts that lie on one mesh edge: exactly two ends on
+// the edge, of two different triangles. An edge with one end (a border), three or more (a
+// non-manifold edge, a duplicated face) or two ends of one degenerate triangle pairs
+// nothing, as findSideNeighbours gives no neighbour to its sides. The pairs are a claim that
+// the chainer verifies.
+//
+// The first end found on an edge is listed under the edge's lower vertex (a per-vertex head,
+// stamped per plane so that it is never cleared), later ends on the edge find it there. Ends
+// come in triangle order and neighbouring triangles share vertices of nearby indices, so the
+// heads touched in a row lie close together, as the cuts' vertices do.
+class EdgePairing {
+public:
+    explicit EdgePairing(std::size_t vertices) : head_(vertices) {}
+
+    void pair(PlaneCut &cut) {
+        std::size_t const ends = cut.edges.size();
+        if (ends >= kNone) throw std::length_error("generateProfile: too many cuts in one plane");
+        if (++stamp_ == 0) {   // wrapped: stamps of old planes could come back
+            std::fill(head_.begin(), head_.end(), Head{0, 0});
+            stamp_ = 1;
+        }
+        std::uint32_t *partners = (cut.partners.assign(ends, SegmentChainer::kNoPartner), cut.partners.data());
+        next_.resize(ends);
+        many_.assign(ends, 0);
+        std::uint64_t const *edges = cut.edges.data();
+        for (std::uint32_t e = 0; e < ends; ++e) {
+            std::uint64_t const key = edges[e];
+            if (key == kNoEdge) continue;
+            Head &head = head_[static_cast<std::size_t>(key >> 32)];
+            std::uint32_t f = head.stamp == stamp_ ? head.end : kNone;
+            while (f != kNone && edges[f] != key) f = next_[f];
+            if (f == kNone) {   // the edge's first end
+                next_[e] = head.stamp == stamp_ ? head.end : kNone;
+                head = Head{stamp_, e};
+            } else if (many_[f]) {
+            } else if (partners[f] == SegmentChainer::kNoPartner && f / 2 != e / 2) {
+                partners[f] = e;
+                partners[e] = f;
+            } else {   // not an edge of exactly two cut triangles
+                if (partners[f] != SegmentChainer::kNoPartner) partners[partners[f]] = SegmentChainer::kNoPartner;
+                partners[f] = SegmentChainer::kNoPartner;
+                many_[f] = 1;
+            }
+        }
+    }
+
+private:
+    static constexpr std::uint32_t kNone = 0xFFFFFFFFu;
+    struct Head {
+        std::uint32_t stamp, end;
+    };
+    std::vector<Head> head_;            // per vertex: the last first-end listed under it
+    std::vector<std::uint32_t> next_;   // per first end: the one listed before it, same vertex
+    std::vector<std::uint8_t> many_;    // per first end: three or more ends on its edge
+    std::uint32_t stamp_ = 0;
+};
 
 void releaseAll(std::vector<PLC *> &contours) {
     for (PLC *c : contours) releaseContour(c);
@@ -319,8 +414,6 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         low = std::min(a, std::min(b, c)) - margin;
         high = std::max(a, std::max(b, c)) + margin;
     };
-    std::vector<std::uint32_t> neighbour;
-    slicing::findSideNeighbours(*cornerIndices, triangulation->vertexList().size(), neighbour);
     // A plane's cutting triangle, as points and prepared for the test.
     auto cutterFor = [&](double distance, Point3D *corners, slicing::FirstTriangle &first) {
         slicing::cuttingTriangle(axisX, axisY, n, distance, corners);
@@ -341,14 +434,34 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         seen = true;
         if (!shared) break;
     }
+    // Sides across sides when the planes cut each triangle several times on average (judged
+    // on an even sample of up to 4096 triangles), edge lists otherwise.
+    Pairing pairing = Pairing::ByEdges;
+    {
+        std::size_t const step = std::max<std::size_t>(1, triangleCount / 4096);
+        double cuts = 0.0, sampled = 0.0;
+        for (std::size_t t = 0; t < triangleCount; t += step) {
+            double low, high;
+            interval(t, low, high);
+            sampled += 1.0;
+            if (!(low <= high)) continue;
+            cuts += static_cast<double>(std::upper_bound(groups.begin(), groups.end(), high) -
+                                        std::lower_bound(groups.begin(), groups.end(), low));
+        }
+        if (cuts >= kDenseCuts * sampled) pairing = Pairing::AcrossSides;
+    }
+    std::vector<std::uint32_t> neighbour;
+    if (pairing == Pairing::AcrossSides)
+        slicing::findSideNeighbours(*cornerIndices, triangulation->vertexList().size(), neighbour);
     auto corners = [&](std::size_t t, PlaneSweep::Candidate &c) {
         double *nine = c.shape.corners;
         for (std::size_t k = 0; k < 3; ++k) {
-            double const *p = mesh.point(mesh.corner(t, k));
+            Index const v = mesh.corner(t, k);
+            double const *p = mesh.point(v);
             nine[3 * k] = p[0];
             nine[3 * k + 1] = p[1];
             nine[3 * k + 2] = p[2];
-            c.across[k] = neighbour[3 * t + k];
+            c.links[k] = pairing == Pairing::AcrossSides ? neighbour[3 * t + k] : v;
         }
         c.shape.prepare(shared ? sharedNormal : nullptr);
     };
@@ -358,7 +471,7 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         std::uint32_t const *row = mesh.corners->data() + 3 * static_cast<std::size_t>(t);
         if (stage == 0) {
             __builtin_prefetch(row);
-            __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
+            if (pairing == Pairing::AcrossSides) __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
             return;
         }
         for (int c = 0; c < 3; ++c) __builtin_prefetch(mesh.point(row[c]));
@@ -369,12 +482,13 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
     };
     PlaneSweep sweep;
     sweep.reset(groups, triangleCount, interval);
-    std::vector<std::uint64_t> cutAs(triangleCount, 0);
-    std::uint32_t planeNumber = 0;
     double const shortSquare = slicing::shortSegmentSquare();
 
     VoxelGrid &grid = *voxelGrid;
     PlaneCut cut;
+    EdgePairing byEdges(pairing == Pairing::ByEdges ? mesh.projection.size() : 0);
+    std::vector<std::uint64_t> cutAs(pairing == Pairing::AcrossSides ? triangleCount : 0, 0);
+    std::uint32_t planeNumber = 0;
     SegmentChainer chainer;
     std::vector<PLC *> copies;   // a repeated plane's contours, not yet delivered
     std::size_t nextGroup = 0;
@@ -422,14 +536,18 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
             // Every registered triangle lies in the vertices' box (when all are tame).
             slicing::InsideCut inside;
             if (mesh.allTame) inside.prepare(cutter, mesh.lower, mesh.upper);
-            cutCandidates(cutter, inside, shared, IndexMembership(grid, query), sweep, *candidates, shortSquare, cut);
+            cutCandidates(cutter, inside, shared, IndexMembership(grid, query), sweep, *candidates, shortSquare,
+                          pairing, cut);
         } else {
             cut.clear();
         }
         cut.record(cutter, *segmentRecords);
         std::size_t const first = out.size();
         if (!cut.segments.empty()) {
-            pairAcrossEdges(cut, cutAs, ++planeNumber);
+            if (pairing == Pairing::AcrossSides)
+                pairAcrossSides(cut, cutAs, ++planeNumber);
+            else
+                byEdges.pair(cut);
             chainAndDeliver(cut, chainer, out, counter);
         }
         havePrevious = true;
