@@ -95,11 +95,15 @@ public:
     BSPBuilder(Tolerance const &tol, PolygonSources sources)
         : m_tol(tol), m_threshold(tol.value()), m_sources(sources) {}
 
+    // Room for the input and for what a mesh's build typically adds (real meshes give some
+    // four nodes per triangle, and cut pieces pending at once about as many points as the
+    // input has): growing these arrays copies them, while room never written costs address
+    // space only.
     void reserve(std::size_t polygons, std::size_t points) {
         m_work.reserveMore(2 * polygons);
-        m_points.reserve(points);
-        m_nodes.reserve(polygons);
-        m_coplanar.reserve(polygons);
+        m_points.reserve(2 * points);
+        m_nodes.reserve(4 * polygons);
+        m_coplanar.reserve(4 * polygons);
     }
 
     // Appends input polygon number `origin` with the points [first, last).
@@ -224,9 +228,15 @@ private:
     //
     // Most polygons are settled by their ball alone, most others by their points' distances
     // without keeping classes; only polygons with points on the plane or on both sides take
-    // the slow way, which classifies every point and cuts.
+    // the slow way, which classifies every point and cuts. The list goes by in blocks, each
+    // in three passes: the balls of the whole block (no branch: which polygons they settle
+    // follows no pattern), then the points of the polygons left open, whose loads are all
+    // requested before the first is used (they lie anywhere in the point array, and waiting
+    // for each in turn would cost a memory round trip per polygon), then the moves, in list
+    // order. A block is read completely before any of its records is written; the back list
+    // never overtakes the record being placed, so this changes nothing.
     void partition(std::size_t index, std::size_t begin, std::size_t end, std::size_t &backEnd) {
-        // Local copies: the loop writes records through raw pointers, and the plane and the
+        // Local copies: the loops write records through raw pointers, and the plane and the
         // thresholds then stay in registers.
         Plane plane = m_nodes[index].plane;
         bsp::PlaneEquation const equation(plane);
@@ -234,29 +244,62 @@ private:
         double const tau = bsp::quickThreshold(plane, t);
         m_work.setSize(end);
         m_work.reserveMore(end - begin);
-        WorkPolygon *const work = m_work.data();
-        std::size_t back = begin;   // never ahead of the polygon being read
+        WorkPolygon *const work = m_work.data();   // no longer moves until the next node
+        std::size_t back = begin;   // never ahead of the polygon being placed
         std::size_t front = end;    // never below the polygons still to be read
-        for (std::size_t r = begin; r < end; ++r) {
-            WorkPolygon const &polygon = work[r];
-            unsigned side = bsp::quickSide(equation, polygon.ball, tau);
-            if (side == 0) {
-                side = bsp::uniformSide(points(polygon), polygon.pointCount, equation, t);
+        constexpr std::size_t kBlock = 64;
+        unsigned char sides[kBlock];
+        unsigned char open[kBlock];
+        for (std::size_t first = begin; first < end; first += kBlock) {
+            std::size_t const count = std::min(kBlock, end - first);
+            WorkPolygon const *const block = work + first;
+            std::size_t openCount = 0;
+            for (std::size_t i = 0; i < count; ++i) {
+                unsigned const side = bsp::quickSide(equation, block[i].ball, tau);
+                sides[i] = static_cast<unsigned char>(side);
+                open[openCount] = static_cast<unsigned char>(i);
+                openCount += side == 0;
+            }
+            // Cut pieces appended by the previous block may have moved the point array.
+            Point3D const *const pointBase = m_points.data();
+            for (std::size_t k = 0; k < openCount; ++k) {
+                WorkPolygon const &polygon = block[open[k]];
+                prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
+            }
+            for (std::size_t k = 0; k < openCount; ++k) {
+                WorkPolygon const &polygon = block[open[k]];
+                sides[open[k]] = static_cast<unsigned char>(bsp::uniformSide(
+                    pointBase + polygon.firstPoint, polygon.pointCount, equation, t));
+            }
+            for (std::size_t i = 0; i < count; ++i) {
+                unsigned const side = sides[i];
                 if (side == 0) {
-                    sortMixed(WorkPolygon(polygon), plane, work, back, front);
+                    sortMixed(WorkPolygon(block[i]), plane, work, back, front);
                     continue;
                 }
+                // The record goes to the end of its side's list, chosen without a branch. The
+                // back end may be the record's own place (a self-assignment).
+                std::size_t const toBack = side >> 2;   // kBack or kFront
+                *(toBack ? work + back : work + front) = block[i];
+                back += toBack;
+                front += toBack ^ 1u;
             }
-            // The record goes to the end of its side's list, chosen without a branch: which
-            // side follows no pattern a predictor could learn. The back end may be the
-            // record's own place (a self-assignment).
-            std::size_t const toBack = side >> 2;   // kBack or kFront
-            *(toBack ? work + back : work + front) = work[r];
-            back += toBack;
-            front += toBack ^ 1u;
         }
         backEnd = back;
         m_work.setSize(front);
+    }
+
+    // Asks for the cache lines holding the first and the last of the points pts[0..n), which
+    // for the triangles and small pieces that make up nearly all lists is all of them.
+    static void prefetchPoints(Point3D const *pts, std::size_t n) {
+#if defined(__GNUC__) || defined(__clang__)
+        if (n == 0) return;
+        __builtin_prefetch(pts);
+        __builtin_prefetch(reinterpret_cast<char const *>(pts + n) - 1);
+#else
+        (void)pts;
+        (void)n;
+#endif
     }
 
     // The slow way of partition for a polygon with points on the plane or on both sides.
