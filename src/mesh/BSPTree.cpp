@@ -248,8 +248,12 @@ private:
         std::size_t back = begin;   // never ahead of the polygon being placed
         std::size_t front = end;    // never below the polygons still to be read
         constexpr std::size_t kBlock = 64;
+        // Per polygon of the block: kFront or kBack when settled, else kMixed with the union
+        // of its point classes.
+        constexpr unsigned kMixed = 0x80;
         unsigned char sides[kBlock];
-        unsigned char open[kBlock];
+        unsigned char open[kBlock];        // the unsettled polygons after the balls
+        std::size_t classStart[kBlock];    // where an open polygon's classes start
         for (std::size_t first = begin; first < end; first += kBlock) {
             std::size_t const count = std::min(kBlock, end - first);
             WorkPolygon const *const block = work + first;
@@ -262,19 +266,32 @@ private:
             }
             // Cut pieces appended by the previous block may have moved the point array.
             Point3D const *const pointBase = m_points.data();
+            std::size_t classCount = 0;
             for (std::size_t k = 0; k < openCount; ++k) {
                 WorkPolygon const &polygon = block[open[k]];
                 prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
+                classStart[k] = classCount;
+                classCount += polygon.pointCount;
             }
+            if (m_blockClasses.size() < classCount) m_blockClasses.resize(classCount);
+            unsigned char *const classes = m_blockClasses.data();
             for (std::size_t k = 0; k < openCount; ++k) {
                 WorkPolygon const &polygon = block[open[k]];
-                sides[open[k]] = static_cast<unsigned char>(bsp::uniformSide(
-                    pointBase + polygon.firstPoint, polygon.pointCount, equation, t));
+                unsigned const seen =
+                    bsp::classifyPoints(pointBase + polygon.firstPoint, polygon.pointCount,
+                                        equation, t, classes + classStart[k]);
+                // kFront or kBack alone settle the polygon as the ball would have; anything
+                // else (0 included) leaves it to the slow way, which reuses the classes.
+                sides[open[k]] = static_cast<unsigned char>(
+                    seen == bsp::kFront || seen == bsp::kBack ? seen : kMixed | seen);
             }
-            for (std::size_t i = 0; i < count; ++i) {
+            for (std::size_t i = 0, k = 0; i < count; ++i) {
                 unsigned const side = sides[i];
-                if (side == 0) {
-                    sortMixed(WorkPolygon(block[i]), plane, work, back, front);
+                if (side == 0 || side & kMixed) {
+                    // Open polygons are met in block order, as `open` lists them.
+                    while (open[k] != i) ++k;
+                    sortMixed(WorkPolygon(block[i]), classes + classStart[k], side & ~kMixed,
+                              plane, work, back, front);
                     continue;
                 }
                 // The record goes to the end of its side's list, chosen without a branch. The
@@ -302,14 +319,12 @@ private:
 #endif
     }
 
-    // The slow way of partition for a polygon with points on the plane or on both sides.
-    void sortMixed(WorkPolygon const &polygon, Plane &plane, WorkPolygon *work, std::size_t &back,
-                   std::size_t &front) {
+    // The slow way of partition for a polygon with points on the plane or on both sides,
+    // whose point classes and their union partition has already worked out.
+    void sortMixed(WorkPolygon const &polygon, unsigned char const *classes, unsigned seen,
+                   Plane &plane, WorkPolygon *work, std::size_t &back, std::size_t &front) {
         Point3D const *pts = points(polygon);
         std::size_t const n = polygon.pointCount;
-        unsigned char *classes = classBuffer(n);
-        unsigned const seen =
-            bsp::classifyPoints(pts, n, bsp::PlaneEquation(plane), m_threshold, classes);
         switch (bsp::sideOf(classes, n, seen)) {
         case bsp::PolygonSide::Coplanar:
             addSources(polygon);
@@ -343,13 +358,13 @@ private:
         return m_points.data() + polygon.firstPoint;
     }
 
-    unsigned char *classBuffer(std::size_t n) {
-        if (n <= sizeof m_smallClasses) return m_smallClasses;
-        if (m_classes.size() < n) m_classes.resize(n);
-        return m_classes.data();
-    }
-
+    // A mesh's polygon stands for one triangle: a push, not a ranged insert (which goes
+    // through a library copy call for the one pointer).
     void addSources(WorkPolygon const &polygon) {
+        if (m_sources.offsets == nullptr) {
+            m_coplanar.push_back(m_sources.items[polygon.origin]);
+            return;
+        }
         m_coplanar.insert(m_coplanar.end(), m_sources.begin(polygon.origin),
                           m_sources.end(polygon.origin));
     }
@@ -363,8 +378,7 @@ private:
     std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
     // Scratch space of the cut, reused across polygons.
     std::vector<Point3D> m_pieces;   // the two pieces of a cut
-    unsigned char m_smallClasses[16];
-    std::vector<unsigned char> m_classes;
+    std::vector<unsigned char> m_blockClasses;   // the point classes of a block's open polygons
 };
 
 namespace {
