@@ -81,8 +81,8 @@ private:
 // only by the lists of that node's subtree, so once a subtree is finished its pieces are
 // dropped, and the array holds only the pieces of the lists still pending. Nodes are records
 // in build order (a node, then its front subtree, then its back subtree, so a front child is
-// always the next record) and become the tree's node array at the end; the coplanar
-// triangles of all nodes are one flat array, node after node, until then.
+// always the next record) and become the tree's node array at the end; until then the
+// input polygons whose triangles the nodes hold are one flat array, node after node.
 class BSPBuilder {
 public:
     struct WorkPolygon {
@@ -175,8 +175,9 @@ public:
             to.m_back = from.back == kNoNode ? nullptr : &nodes[from.back];
             std::size_t const last =
                 i + 1 < m_nodes.size() ? m_nodes[i + 1].coplanarBegin : m_coplanar.size();
-            to.m_coplanar.assign(m_coplanar.begin() + std::ptrdiff_t(from.coplanarBegin),
-                                 m_coplanar.begin() + std::ptrdiff_t(last));
+            for (std::size_t c = from.coplanarBegin; c < last; ++c)
+                to.m_coplanar.insert(to.m_coplanar.end(), m_sources.begin(m_coplanar[c]),
+                                     m_sources.end(m_coplanar[c]));
         }
         return nodes.release();
     }
@@ -358,16 +359,9 @@ private:
         return m_points.data() + polygon.firstPoint;
     }
 
-    // A mesh's polygon stands for one triangle: a push, not a ranged insert (which goes
-    // through a library copy call for the one pointer).
-    void addSources(WorkPolygon const &polygon) {
-        if (m_sources.offsets == nullptr) {
-            m_coplanar.push_back(m_sources.items[polygon.origin]);
-            return;
-        }
-        m_coplanar.insert(m_coplanar.end(), m_sources.begin(polygon.origin),
-                          m_sources.end(polygon.origin));
-    }
+    // Records only the input polygon: its triangles are looked up when the nodes are made,
+    // where the loads of a whole node array overlap (here each would hold up the build).
+    void addSources(WorkPolygon const &polygon) { m_coplanar.push_back(polygon.origin); }
 
     Tolerance const &m_tol;
     double const m_threshold;
@@ -375,7 +369,8 @@ private:
     std::vector<Point3D> m_points;       // the input's points, then the pieces still pending
     RecordArray<WorkPolygon> m_work;     // the pending lists, a stack of segments
     std::vector<BuildNode> m_nodes;
-    std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
+    // The input polygons whose triangles every node holds, node after node.
+    std::vector<std::uint32_t> m_coplanar;
     // Scratch space of the cut, reused across polygons.
     std::vector<Point3D> m_pieces;   // the two pieces of a cut
     std::vector<unsigned char> m_blockClasses;   // the point classes of a block's open polygons
