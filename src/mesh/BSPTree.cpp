@@ -249,56 +249,73 @@ private:
         std::size_t back = begin;   // never ahead of the polygon being placed
         std::size_t front = end;    // never below the polygons still to be read
         constexpr std::size_t kBlock = 64;
-        // Per polygon of the block: kFront or kBack when settled, else kMixed with the union
-        // of its point classes.
+        // Per polygon of a block: kFront or kBack when settled, else kMixed with the union of
+        // its point classes; before the points are read, 0 for the polygons left open.
         constexpr unsigned kMixed = 0x80;
-        unsigned char sides[kBlock];
-        unsigned char open[kBlock];        // the unsettled polygons after the balls
-        std::size_t classStart[kBlock];    // where an open polygon's classes start
-        for (std::size_t first = begin; first < end; first += kBlock) {
-            std::size_t const count = std::min(kBlock, end - first);
-            WorkPolygon const *const block = work + first;
-            std::size_t openCount = 0;
-            for (std::size_t i = 0; i < count; ++i) {
-                unsigned const side = bsp::quickSide(equation, block[i].ball, tau);
-                sides[i] = static_cast<unsigned char>(side);
-                open[openCount] = static_cast<unsigned char>(i);
-                openCount += side == 0;
+        struct Block {
+            std::size_t first, count, openCount;
+            unsigned char sides[kBlock];
+            unsigned char open[kBlock];   // the polygons the balls left open, in block order
+        };
+        // The balls of the block at `first`, and the requests for the open polygons' points.
+        auto scan = [&](Block &block, std::size_t first) {
+            block.first = first;
+            block.count = std::min(kBlock, end - first);
+            block.openCount = 0;
+            WorkPolygon const *const records = work + first;
+            for (std::size_t i = 0; i < block.count; ++i) {
+                unsigned const side = bsp::quickSide(equation, records[i].ball, tau);
+                block.sides[i] = static_cast<unsigned char>(side);
+                block.open[block.openCount] = static_cast<unsigned char>(i);
+                block.openCount += side == 0;
             }
+            Point3D const *const pointBase = m_points.data();
+            for (std::size_t k = 0; k < block.openCount; ++k) {
+                WorkPolygon const &polygon = records[block.open[k]];
+                prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
+            }
+        };
+        Block blocks[2];
+        std::size_t classStart[kBlock];   // where an open polygon's classes start
+        if (begin < end) scan(blocks[0], begin);
+        for (std::size_t first = begin, current = 0; first < end; first += kBlock, current ^= 1) {
+            Block &block = blocks[current];
+            // The next block's balls are read now, so that its points are on their way while
+            // this block is classified and placed; placing this block writes nothing at or
+            // beyond its own end but the front list, above all unread records.
+            if (first + kBlock < end) scan(blocks[current ^ 1], first + kBlock);
+            WorkPolygon const *const records = work + first;
             // Cut pieces appended by the previous block may have moved the point array.
             Point3D const *const pointBase = m_points.data();
             std::size_t classCount = 0;
-            for (std::size_t k = 0; k < openCount; ++k) {
-                WorkPolygon const &polygon = block[open[k]];
-                prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
+            for (std::size_t k = 0; k < block.openCount; ++k) {
                 classStart[k] = classCount;
-                classCount += polygon.pointCount;
+                classCount += records[block.open[k]].pointCount;
             }
             if (m_blockClasses.size() < classCount) m_blockClasses.resize(classCount);
             unsigned char *const classes = m_blockClasses.data();
-            for (std::size_t k = 0; k < openCount; ++k) {
-                WorkPolygon const &polygon = block[open[k]];
+            for (std::size_t k = 0; k < block.openCount; ++k) {
+                WorkPolygon const &polygon = records[block.open[k]];
                 unsigned const seen =
                     bsp::classifyPoints(pointBase + polygon.firstPoint, polygon.pointCount,
                                         equation, t, classes + classStart[k]);
                 // kFront or kBack alone settle the polygon as the ball would have; anything
                 // else (0 included) leaves it to the slow way, which reuses the classes.
-                sides[open[k]] = static_cast<unsigned char>(
+                block.sides[block.open[k]] = static_cast<unsigned char>(
                     seen == bsp::kFront || seen == bsp::kBack ? seen : kMixed | seen);
             }
-            for (std::size_t i = 0, k = 0; i < count; ++i) {
-                unsigned const side = sides[i];
-                if (side == 0 || side & kMixed) {
-                    // Open polygons are met in block order, as `open` lists them.
-                    while (open[k] != i) ++k;
-                    sortMixed(WorkPolygon(block[i]), classes + classStart[k], side & ~kMixed,
+            for (std::size_t i = 0, k = 0; i < block.count; ++i) {
+                unsigned const side = block.sides[i];
+                if (side & kMixed) {
+                    while (block.open[k] != i) ++k;
+                    sortMixed(WorkPolygon(records[i]), classes + classStart[k], side & ~kMixed,
                               plane, work, back, front);
                     continue;
                 }
                 // The record goes to the end of its side's list, chosen without a branch. The
                 // back end may be the record's own place (a self-assignment).
                 std::size_t const toBack = side >> 2;   // kBack or kFront
-                *(toBack ? work + back : work + front) = block[i];
+                *(toBack ? work + back : work + front) = records[i];
                 back += toBack;
                 front += toBack ^ 1u;
             }

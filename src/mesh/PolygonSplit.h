@@ -68,6 +68,14 @@ inline unsigned char pointClass(PlaneEquation plane, Point3D const &q, double t)
 // Writes the class of each point of pts[0..n) to classes[0..n) and returns their union.
 inline unsigned classifyPoints(Point3D const *pts, std::size_t n, PlaneEquation plane, double t,
                                unsigned char *classes) {
+    if (n == 3) {   // a triangle, most polygons: straight-line code
+        unsigned char const c0 = pointClass(plane, pts[0], t), c1 = pointClass(plane, pts[1], t),
+                            c2 = pointClass(plane, pts[2], t);
+        classes[0] = c0;
+        classes[1] = c1;
+        classes[2] = c2;
+        return unsigned(c0 | c1 | c2);
+    }
     unsigned seen = 0;
     for (std::size_t i = 0; i < n; ++i) {
         unsigned char const c = pointClass(plane, pts[i], t);
