@@ -1,7 +1,7 @@
 // BSP tree: polygon planes, classification and cuts against the literal walk, the quick
 // tests against the exact classes, node structure and depth budget by hand, whole trees
-// against the procedure written out step by step (random input, long lists, real meshes), queries
-// against a recursive reference and the solid-angle sum.
+// against the procedure written out step by step (random input, long lists, real meshes),
+// queries against a recursive reference and the solid-angle sum.
 #include "BSPTree.h"
 #include "mesh/PolygonSplit.h"
 #include "support/test_mesh.h"
