@@ -253,24 +253,29 @@ private:
         // its point classes; before the points are read, 0 for the polygons left open.
         constexpr unsigned kMixed = 0x80;
         struct Block {
-            std::size_t first, count, openCount;
+            std::size_t count, openCount;
             unsigned char sides[kBlock];
             unsigned char open[kBlock];   // the polygons the balls left open, in block order
         };
         // The balls of the block at `first`, and the requests for the open polygons' points.
+        // Counts in locals: the byte stores could alias the block's fields, which would then
+        // go through memory at every step.
         auto scan = [&](Block &block, std::size_t first) {
-            block.first = first;
-            block.count = std::min(kBlock, end - first);
-            block.openCount = 0;
+            std::size_t const count = std::min(kBlock, end - first);
+            std::size_t openCount = 0;
             WorkPolygon const *const records = work + first;
-            for (std::size_t i = 0; i < block.count; ++i) {
+            unsigned char *const sides = block.sides;
+            unsigned char *const open = block.open;
+            for (std::size_t i = 0; i < count; ++i) {
                 unsigned const side = bsp::quickSide(equation, records[i].ball, tau);
-                block.sides[i] = static_cast<unsigned char>(side);
-                block.open[block.openCount] = static_cast<unsigned char>(i);
-                block.openCount += side == 0;
+                sides[i] = static_cast<unsigned char>(side);
+                open[openCount] = static_cast<unsigned char>(i);
+                openCount += side == 0;
             }
+            block.count = count;
+            block.openCount = openCount;
             Point3D const *const pointBase = m_points.data();
-            for (std::size_t k = 0; k < block.openCount; ++k) {
+            for (std::size_t k = 0; k < openCount; ++k) {
                 WorkPolygon const &polygon = records[block.open[k]];
                 prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
             }
@@ -285,29 +290,32 @@ private:
             // beyond its own end but the front list, above all unread records.
             if (first + kBlock < end) scan(blocks[current ^ 1], first + kBlock);
             WorkPolygon const *const records = work + first;
+            std::size_t const count = block.count, openCount = block.openCount;
+            unsigned char *const sides = block.sides;
+            unsigned char const *const open = block.open;
             // Cut pieces appended by the previous block may have moved the point array.
             Point3D const *const pointBase = m_points.data();
             std::size_t classCount = 0;
-            for (std::size_t k = 0; k < block.openCount; ++k) {
+            for (std::size_t k = 0; k < openCount; ++k) {
                 classStart[k] = classCount;
-                classCount += records[block.open[k]].pointCount;
+                classCount += records[open[k]].pointCount;
             }
             if (m_blockClasses.size() < classCount) m_blockClasses.resize(classCount);
             unsigned char *const classes = m_blockClasses.data();
-            for (std::size_t k = 0; k < block.openCount; ++k) {
-                WorkPolygon const &polygon = records[block.open[k]];
+            for (std::size_t k = 0; k < openCount; ++k) {
+                WorkPolygon const &polygon = records[open[k]];
                 unsigned const seen =
                     bsp::classifyPoints(pointBase + polygon.firstPoint, polygon.pointCount,
                                         equation, t, classes + classStart[k]);
                 // kFront or kBack alone settle the polygon as the ball would have; anything
                 // else (0 included) leaves it to the slow way, which reuses the classes.
-                block.sides[block.open[k]] = static_cast<unsigned char>(
+                sides[open[k]] = static_cast<unsigned char>(
                     seen == bsp::kFront || seen == bsp::kBack ? seen : kMixed | seen);
             }
-            for (std::size_t i = 0, k = 0; i < block.count; ++i) {
-                unsigned const side = block.sides[i];
+            for (std::size_t i = 0, k = 0; i < count; ++i) {
+                unsigned const side = sides[i];
                 if (side & kMixed) {
-                    while (block.open[k] != i) ++k;
+                    while (open[k] != i) ++k;
                     sortMixed(WorkPolygon(records[i]), classes + classStart[k], side & ~kMixed,
                               plane, work, back, front);
                     continue;
