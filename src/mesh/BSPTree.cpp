@@ -81,8 +81,8 @@ private:
 // only by the lists of that node's subtree, so once a subtree is finished its pieces are
 // dropped, and the array holds only the pieces of the lists still pending. Nodes are records
 // in build order (a node, then its front subtree, then its back subtree, so a front child is
-// always the next record) and become the tree's node array at the end; the coplanar
-// triangles of all nodes are one flat array, node after node, until then.
+// always the next record) and become the tree's node array at the end; until then the
+// input polygons whose triangles the nodes hold are one flat array, node after node.
 class BSPBuilder {
 public:
     struct WorkPolygon {
@@ -95,11 +95,15 @@ public:
     BSPBuilder(Tolerance const &tol, PolygonSources sources)
         : m_tol(tol), m_threshold(tol.value()), m_sources(sources) {}
 
+    // Room for the input and for what a mesh's build typically adds (real meshes give some
+    // four nodes per triangle, and cut pieces pending at once about as many points as the
+    // input has): growing these arrays copies them, while room never written costs address
+    // space only.
     void reserve(std::size_t polygons, std::size_t points) {
         m_work.reserveMore(2 * polygons);
-        m_points.reserve(points);
-        m_nodes.reserve(polygons);
-        m_coplanar.reserve(polygons);
+        m_points.reserve(2 * points);
+        m_nodes.reserve(4 * polygons);
+        m_coplanar.reserve(4 * polygons);
     }
 
     // Appends input polygon number `origin` with the points [first, last).
@@ -171,8 +175,9 @@ public:
             to.m_back = from.back == kNoNode ? nullptr : &nodes[from.back];
             std::size_t const last =
                 i + 1 < m_nodes.size() ? m_nodes[i + 1].coplanarBegin : m_coplanar.size();
-            to.m_coplanar.assign(m_coplanar.begin() + std::ptrdiff_t(from.coplanarBegin),
-                                 m_coplanar.begin() + std::ptrdiff_t(last));
+            for (std::size_t c = from.coplanarBegin; c < last; ++c)
+                to.m_coplanar.insert(to.m_coplanar.end(), m_sources.begin(m_coplanar[c]),
+                                     m_sources.end(m_coplanar[c]));
         }
         return nodes.release();
     }
@@ -224,9 +229,15 @@ private:
     //
     // Most polygons are settled by their ball alone, most others by their points' distances
     // without keeping classes; only polygons with points on the plane or on both sides take
-    // the slow way, which classifies every point and cuts.
+    // the slow way, which classifies every point and cuts. The list goes by in blocks, each
+    // in three passes: the balls of the whole block (no branch: which polygons they settle
+    // follows no pattern), then the points of the polygons left open, whose loads are all
+    // requested before the first is used (they lie anywhere in the point array, and waiting
+    // for each in turn would cost a memory round trip per polygon), then the moves, in list
+    // order. A block is read completely before any of its records is written; the back list
+    // never overtakes the record being placed, so this changes nothing.
     void partition(std::size_t index, std::size_t begin, std::size_t end, std::size_t &backEnd) {
-        // Local copies: the loop writes records through raw pointers, and the plane and the
+        // Local copies: the loops write records through raw pointers, and the plane and the
         // thresholds then stay in registers.
         Plane plane = m_nodes[index].plane;
         bsp::PlaneEquation const equation(plane);
@@ -234,39 +245,112 @@ private:
         double const tau = bsp::quickThreshold(plane, t);
         m_work.setSize(end);
         m_work.reserveMore(end - begin);
-        WorkPolygon *const work = m_work.data();
-        std::size_t back = begin;   // never ahead of the polygon being read
+        WorkPolygon *const work = m_work.data();   // no longer moves until the next node
+        std::size_t back = begin;   // never ahead of the polygon being placed
         std::size_t front = end;    // never below the polygons still to be read
-        for (std::size_t r = begin; r < end; ++r) {
-            WorkPolygon const &polygon = work[r];
-            unsigned side = bsp::quickSide(equation, polygon.ball, tau);
-            if (side == 0) {
-                side = bsp::uniformSide(points(polygon), polygon.pointCount, equation, t);
-                if (side == 0) {
-                    sortMixed(WorkPolygon(polygon), plane, work, back, front);
+        constexpr std::size_t kBlock = 64;
+        // Per polygon of a block: kFront or kBack when settled, else kMixed with the union of
+        // its point classes; before the points are read, 0 for the polygons left open.
+        constexpr unsigned kMixed = 0x80;
+        struct Block {
+            std::size_t count, openCount;
+            unsigned char sides[kBlock];
+            unsigned char open[kBlock];   // the polygons the balls left open, in block order
+        };
+        // The balls of the block at `first`, and the requests for the open polygons' points.
+        // Counts in locals: the byte stores could alias the block's fields, which would then
+        // go through memory at every step.
+        auto scan = [&](Block &block, std::size_t first) {
+            std::size_t const count = std::min(kBlock, end - first);
+            std::size_t openCount = 0;
+            WorkPolygon const *const records = work + first;
+            unsigned char *const sides = block.sides;
+            unsigned char *const open = block.open;
+            for (std::size_t i = 0; i < count; ++i) {
+                unsigned const side = bsp::quickSide(equation, records[i].ball, tau);
+                sides[i] = static_cast<unsigned char>(side);
+                open[openCount] = static_cast<unsigned char>(i);
+                openCount += side == 0;
+            }
+            block.count = count;
+            block.openCount = openCount;
+            Point3D const *const pointBase = m_points.data();
+            for (std::size_t k = 0; k < openCount; ++k) {
+                WorkPolygon const &polygon = records[block.open[k]];
+                prefetchPoints(pointBase + polygon.firstPoint, polygon.pointCount);
+            }
+        };
+        Block blocks[2];
+        std::size_t classStart[kBlock];   // where an open polygon's classes start
+        if (begin < end) scan(blocks[0], begin);
+        for (std::size_t first = begin, current = 0; first < end; first += kBlock, current ^= 1) {
+            Block &block = blocks[current];
+            // The next block's balls are read now, so that its points are on their way while
+            // this block is classified and placed; placing this block writes nothing at or
+            // beyond its own end but the front list, above all unread records.
+            if (first + kBlock < end) scan(blocks[current ^ 1], first + kBlock);
+            WorkPolygon const *const records = work + first;
+            std::size_t const count = block.count, openCount = block.openCount;
+            unsigned char *const sides = block.sides;
+            unsigned char const *const open = block.open;
+            // Cut pieces appended by the previous block may have moved the point array.
+            Point3D const *const pointBase = m_points.data();
+            std::size_t classCount = 0;
+            for (std::size_t k = 0; k < openCount; ++k) {
+                classStart[k] = classCount;
+                classCount += records[open[k]].pointCount;
+            }
+            if (m_blockClasses.size() < classCount) m_blockClasses.resize(classCount);
+            unsigned char *const classes = m_blockClasses.data();
+            for (std::size_t k = 0; k < openCount; ++k) {
+                WorkPolygon const &polygon = records[open[k]];
+                unsigned const seen =
+                    bsp::classifyPoints(pointBase + polygon.firstPoint, polygon.pointCount,
+                                        equation, t, classes + classStart[k]);
+                // kFront or kBack alone settle the polygon as the ball would have; anything
+                // else (0 included) leaves it to the slow way, which reuses the classes.
+                sides[open[k]] = static_cast<unsigned char>(
+                    seen == bsp::kFront || seen == bsp::kBack ? seen : kMixed | seen);
+            }
+            for (std::size_t i = 0, k = 0; i < count; ++i) {
+                unsigned const side = sides[i];
+                if (side & kMixed) {
+                    while (open[k] != i) ++k;
+                    sortMixed(WorkPolygon(records[i]), classes + classStart[k], side & ~kMixed,
+                              plane, work, back, front);
                     continue;
                 }
+                // The record goes to the end of its side's list, chosen without a branch. The
+                // back end may be the record's own place (a self-assignment).
+                std::size_t const toBack = side >> 2;   // kBack or kFront
+                *(toBack ? work + back : work + front) = records[i];
+                back += toBack;
+                front += toBack ^ 1u;
             }
-            // The record goes to the end of its side's list, chosen without a branch: which
-            // side follows no pattern a predictor could learn. The back end may be the
-            // record's own place (a self-assignment).
-            std::size_t const toBack = side >> 2;   // kBack or kFront
-            *(toBack ? work + back : work + front) = work[r];
-            back += toBack;
-            front += toBack ^ 1u;
         }
         backEnd = back;
         m_work.setSize(front);
     }
 
-    // The slow way of partition for a polygon with points on the plane or on both sides.
-    void sortMixed(WorkPolygon const &polygon, Plane &plane, WorkPolygon *work, std::size_t &back,
-                   std::size_t &front) {
+    // Asks for the cache lines holding the first and the last of the points pts[0..n), which
+    // for the triangles and small pieces that make up nearly all lists is all of them.
+    static void prefetchPoints(Point3D const *pts, std::size_t n) {
+#if defined(__GNUC__) || defined(__clang__)
+        if (n == 0) return;
+        __builtin_prefetch(pts);
+        __builtin_prefetch(reinterpret_cast<char const *>(pts + n) - 1);
+#else
+        (void)pts;
+        (void)n;
+#endif
+    }
+
+    // The slow way of partition for a polygon with points on the plane or on both sides,
+    // whose point classes and their union partition has already worked out.
+    void sortMixed(WorkPolygon const &polygon, unsigned char const *classes, unsigned seen,
+                   Plane &plane, WorkPolygon *work, std::size_t &back, std::size_t &front) {
         Point3D const *pts = points(polygon);
         std::size_t const n = polygon.pointCount;
-        unsigned char *classes = classBuffer(n);
-        unsigned const seen =
-            bsp::classifyPoints(pts, n, bsp::PlaneEquation(plane), m_threshold, classes);
         switch (bsp::sideOf(classes, n, seen)) {
         case bsp::PolygonSide::Coplanar:
             addSources(polygon);
@@ -300,16 +384,9 @@ private:
         return m_points.data() + polygon.firstPoint;
     }
 
-    unsigned char *classBuffer(std::size_t n) {
-        if (n <= sizeof m_smallClasses) return m_smallClasses;
-        if (m_classes.size() < n) m_classes.resize(n);
-        return m_classes.data();
-    }
-
-    void addSources(WorkPolygon const &polygon) {
-        m_coplanar.insert(m_coplanar.end(), m_sources.begin(polygon.origin),
-                          m_sources.end(polygon.origin));
-    }
+    // Records only the input polygon: its triangles are looked up when the nodes are made,
+    // where the loads of a whole node array overlap (here each would hold up the build).
+    void addSources(WorkPolygon const &polygon) { m_coplanar.push_back(polygon.origin); }
 
     Tolerance const &m_tol;
     double const m_threshold;
@@ -317,11 +394,11 @@ private:
     std::vector<Point3D> m_points;       // the input's points, then the pieces still pending
     RecordArray<WorkPolygon> m_work;     // the pending lists, a stack of segments
     std::vector<BuildNode> m_nodes;
-    std::vector<Triangle *> m_coplanar;  // every node's coplanar triangles, node after node
+    // The input polygons whose triangles every node holds, node after node.
+    std::vector<std::uint32_t> m_coplanar;
     // Scratch space of the cut, reused across polygons.
     std::vector<Point3D> m_pieces;   // the two pieces of a cut
-    unsigned char m_smallClasses[16];
-    std::vector<unsigned char> m_classes;
+    std::vector<unsigned char> m_blockClasses;   // the point classes of a block's open polygons
 };
 
 namespace {

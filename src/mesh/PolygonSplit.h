@@ -68,6 +68,14 @@ inline unsigned char pointClass(PlaneEquation plane, Point3D const &q, double t)
 // Writes the class of each point of pts[0..n) to classes[0..n) and returns their union.
 inline unsigned classifyPoints(Point3D const *pts, std::size_t n, PlaneEquation plane, double t,
                                unsigned char *classes) {
+    if (n == 3) {   // a triangle, most polygons: straight-line code
+        unsigned char const c0 = pointClass(plane, pts[0], t), c1 = pointClass(plane, pts[1], t),
+                            c2 = pointClass(plane, pts[2], t);
+        classes[0] = c0;
+        classes[1] = c1;
+        classes[2] = c2;
+        return unsigned(c0 | c1 | c2);
+    }
     unsigned seen = 0;
     for (std::size_t i = 0; i < n; ++i) {
         unsigned char const c = pointClass(plane, pts[i], t);
@@ -117,36 +125,6 @@ inline PolygonSide sideOf(unsigned char const *classes, std::size_t n, unsigned 
 inline PolygonSide classifyPolygon(Point3D const *pts, std::size_t n, PlaneEquation plane, double t,
                                    unsigned char *classes) {
     return sideOf(classes, n, classifyPoints(pts, n, plane, t, classes));
-}
-
-// kFront when every point of pts[0..n) classifies front against `plane` with threshold t,
-// kBack when every one classifies back, 0 otherwise (an empty polygon included): the common
-// case of the classification, deciding without keeping the classes. A point is front
-// exactly when s > t (then |s| < t cannot hold, whatever the sign of t), and back when it is
-// neither on nor front.
-inline unsigned uniformSide(Point3D const *pts, std::size_t n, PlaneEquation plane, double t) {
-    auto front = [&](Point3D const &p, bool &back) {
-        double const s = plane.distance(p);
-        bool const isFront = s > t;
-        back = !isFront && !(std::fabs(s) < t);
-        return isFront;
-    };
-    bool allFront, allBack;
-    if (n == 3) {   // a triangle, most polygons: no loop to mispredict
-        bool b0, b1, b2;
-        bool const f0 = front(pts[0], b0), f1 = front(pts[1], b1), f2 = front(pts[2], b2);
-        allFront = f0 && f1 && f2;
-        allBack = b0 && b1 && b2;
-    } else {
-        allFront = n > 0;
-        allBack = n > 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            bool b;
-            allFront &= front(pts[i], b);
-            allBack &= b;
-        }
-    }
-    return allFront ? unsigned(kFront) : allBack ? unsigned(kBack) : 0u;
 }
 
 // A ball around a polygon's points, stored with the polygon so that the classification of
