@@ -41,6 +41,7 @@ public:
             m_hi[a] = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
             m_small = m_small && m_hi[a] - m_lo[a] < g.size[a];
         }
+        m_faceTestFits = fitsFaceTest(m_lo) && fitsFaceTest(m_hi);
     }
 
     // Box of the triangle.
@@ -146,6 +147,7 @@ private:
         // y low.
         static constexpr int kFaceAxis[6] = {0, 0, 2, 2, 1, 1};
         static constexpr bool kFaceHigh[6] = {false, true, true, false, true, false};
+        bool const faceTest = m_faceTestFits && fitsFaceTest(vMin) && fitsFaceTest(vMax);
         for (int face = 0; face < 6; ++face) {
             int const a = kFaceAxis[face];
             double const plane = kFaceHigh[face] ? vMax[a] : vMin[a];
@@ -156,12 +158,26 @@ private:
                 if (!(lo <= plane && plane <= hi)) continue;
                 for (int half = 0; half < 2; ++half) {
                     int const *t = kCellFaceTriangles[2 * face + half];
+                    if (faceTest) {
+                        if (segmentCrossesFaceTriangle(p.vector(), q.vector(), corners[t[0]].vector(),
+                                                       corners[t[1]].vector(), corners[t[2]].vector(),
+                                                       a, kCellEps))
+                            return true;
+                        continue;
+                    }
                     TriangleFrame const target(corners[t[0]], corners[t[1]], corners[t[2]]);
                     if (segmentCrossesTriangle(p, q, target, kCellEps)) return true;
                 }
             }
         }
         return false;
+    }
+
+    // Whether every coordinate of v is finite and within the face test's bound (NaN fails).
+    template <class Coordinates>
+    static bool fitsFaceTest(Coordinates const &v) {
+        return std::fabs(v[0]) <= kFaceTestBound && std::fabs(v[1]) <= kFaceTestBound &&
+               std::fabs(v[2]) <= kFaceTestBound;
     }
 
     // The cell's edges and diagonals whose ends are not both on one side of the plane (s: the
@@ -183,6 +199,7 @@ private:
     Point3D const *m_p[3];
     Vector3D m_lo, m_hi;
     bool m_small;   // narrower than a cell on every axis
+    bool m_faceTestFits;   // the triangle's coordinates admit segmentCrossesFaceTriangle
     std::optional<Plane> m_plane;
     std::optional<TriangleFrame> m_frame;
     std::optional<SeparatingAxes> m_axes;

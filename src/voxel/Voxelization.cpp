@@ -165,6 +165,8 @@ bool Voxelization::markVoxels() {
     CellGeometry const g = geometryOf(*m_mesh, count);
     voxel::CellDirections const directions(g);
     std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
+    double inverse[3];
+    for (int a = 0; a < 3; ++a) inverse[a] = g.size[a] > 0.0 ? 1.0 / g.size[a] : 0.0;
 
     Triangulation &mesh = *m_mesh;
     std::vector<Vertex *> const &vertices = mesh.vertexList();
@@ -198,8 +200,8 @@ bool Voxelization::markVoxels() {
             for (int a = 0; a < 3; ++a) {
                 double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
                 double const hi = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
-                first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], limit[a]);
-                last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], limit[a]);
+                first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], inverse[a], limit[a]);
+                last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], inverse[a], limit[a]);
             }
             markTriangle(m_grid.get(), count, g, directions, p0, p1, p2, first, last);
         }
