@@ -125,18 +125,18 @@ private:
 
     // triangleCrossesCell of the triangle and the cell with these corners (corner distances
     // from the plane s, box vMin..vMax). Its answer is the union of its 72 tests in any
-    // order, so the tests that usually hold come first (the triangle's edges for a triangle
-    // smaller than a cell, the cell's edges for a larger one, then the other kind), the full
-    // list last, and the separating axes, which can show that none holds, before all the
-    // tests that usually fail.
+    // order, so the separating axes, which can show that none holds, come first, then the
+    // tests that usually hold (the triangle's edges for a triangle smaller than a cell, the
+    // cell's edges for a larger one, then the other kind), and the full list last.
     bool crosses(Point3D const corners[8], double const s[8], double const vMin[3],
                  double const vMax[3]) {
         if (!m_frame) m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
-        // A small triangle's few edge tests are cheaper than the axes; a large triangle's
-        // cell-edge tests are not.
-        if (m_small && edgesCross(corners, vMin, vMax)) return true;
+        // The axes first for every triangle: a straddling cell that the edge tests would
+        // clear is usually one the triangle passes beside, which the axes reject for a few
+        // products, while all of the edge tests run before such a cell is cleared.
         if (!m_axes) m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
         if (m_axes->active() && m_axes->separated(vMin, vMax)) return false;
+        if (m_small && edgesCross(corners, vMin, vMax)) return true;
         if (cellEdgesCross(corners, s) || (!m_small && edgesCross(corners, vMin, vMax))) return true;
         return triangleCrossesCell(*m_p[0], *m_p[1], *m_p[2], corners);
     }
