@@ -33,5 +33,24 @@ inline std::int32_t cellIndex(double offset, double size, std::int32_t count) {
     return static_cast<std::int32_t>(q);
 }
 
+// cellIndex(offset, size, count) with the division replaced by a multiplication by
+// `inverse` = 1 / size where that provably gives the same index. The product differs from the
+// quotient by a few units in the last place (under 1e-6 for quotients below 1e9), so when it
+// lies more than 1e-6 from every integer, the quotient truncates, and compares with 1 and
+// count, the same way. Products near an integer (a coordinate on a lattice plane, such as the
+// box's own faces), large, infinite or NaN take the division.
+inline std::int32_t cellIndex(double offset, double size, double inverse, std::int32_t count) {
+    if (!(size > 0.0)) return 0;
+    double const q = offset * inverse;
+    if (q < 1.0 - 1e-6) return 0;   // the quotient is below 1 as well
+    if (q < 1e9) {                  // also false for NaN
+        double const whole = double(static_cast<std::int64_t>(q));
+        double const fraction = q - whole;   // exact: q is below 2^52
+        if (fraction > 1e-6 && fraction < 1.0 - 1e-6)
+            return whole >= double(count) ? count - 1 : static_cast<std::int32_t>(whole);
+    }
+    return cellIndex(offset, size, count);
+}
+
 } // namespace voxel
 } // namespace ORVANE_DATABASE

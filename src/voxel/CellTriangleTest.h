@@ -75,6 +75,50 @@ inline bool segmentCrossesTriangle(Point3D const &s0, Point3D const &s1, Point3D
     return segmentCrossesTriangle(s0, s1, TriangleFrame(t0, t1, t2), t);
 }
 
+// Whether a cell-face test may use segmentCrossesFaceTriangle: every coordinate of the
+// segment and the face is finite and at most 1e75 in magnitude.
+constexpr double kFaceTestBound = 1e75;
+
+// segmentCrossesTriangle(s0, s1, TriangleFrame(A, B, C), t) for a triangle A, B, C that lies
+// in a plane of constant coordinate `axis` (a cell face triangle: A, B, C share that
+// coordinate exactly), with the same answer and fewer operations. The frame's edges then
+// have the component `axis` exactly 0, so its normal has only that component, and every
+// product with one of those zeros is a (signed) zero that leaves the sums it enters
+// unchanged; only the other products are computed, in the order the general test uses.
+// Signed zeros can differ from the general test's, but a zero denominator returns false in
+// both and a zero numerator or weight passes and fails the same comparisons. The zero
+// products are exact only for finite factors that cannot overflow: every coordinate must be
+// finite and at most kFaceTestBound in magnitude (differences then stay below 2e75 and the
+// products of up to three of them finite).
+inline bool segmentCrossesFaceTriangle(Vector3D const &s0, Vector3D const &s1,
+                                       Vector3D const &A, Vector3D const &B, Vector3D const &C,
+                                       int axis, double t) {
+    int const a = axis, b = (axis + 1) % 3, c = (axis + 2) % 3;
+    double const e1b = B[b] - A[b], e1c = B[c] - A[c];
+    double const e2b = C[b] - A[b], e2c = C[c] - A[c];
+    double const na = e1b * e2c - e1c * e2b;   // the frame's normal, component `axis`
+    double const w[3] = {s0[0] - A[0], s0[1] - A[1], s0[2] - A[2]};
+    double const d[3] = {s1[0] - s0[0], s1[1] - s0[1], s1[2] - s0[2]};
+    double const rDen = na * d[a];
+    if (rDen == 0.0) return false;
+    double const r = -(na * w[a]) / rDen;
+    if (!atLeastZero(r, t) || !atMostOne(r, t)) return false;
+    // e2 x d and e1 x d, component by component as the cross product forms them.
+    double e2d[3], e1d[3];
+    e2d[a] = e2b * d[c] - e2c * d[b];
+    e2d[b] = e2c * d[a];
+    e2d[c] = -(e2b * d[a]);
+    e1d[a] = e1b * d[c] - e1c * d[b];
+    e1d[b] = e1c * d[a];
+    e1d[c] = -(e1b * d[a]);
+    double const uDen = e2d[b] * e1b + e2d[c] * e1c;
+    double const vDen = e1d[b] * e2b + e1d[c] * e2c;
+    if (uDen == 0.0 || vDen == 0.0) return false;
+    double const u = (e2d[0] * w[0] + e2d[1] * w[1] + e2d[2] * w[2]) / uDen;
+    double const v = (e1d[0] * w[0] + e1d[1] * w[1] + e1d[2] * w[2]) / vDen;
+    return atLeastZero(u, t) && atLeastZero(v, t) && atMostOne(u + v, t);
+}
+
 // Whether an edge of either triangle crosses the other: a0-a1, a1-a2, a2-a0 against b, then
 // b0-b1, b1-b2, b2-b0 against a, each with the tolerance 1e-13.
 inline bool trianglesCross(Point3D const &a0, Point3D const &a1, Point3D const &a2,

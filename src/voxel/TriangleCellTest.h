@@ -41,6 +41,7 @@ public:
             m_hi[a] = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
             m_small = m_small && m_hi[a] - m_lo[a] < g.size[a];
         }
+        m_faceTestFits = fitsFaceTest(m_lo) && fitsFaceTest(m_hi);
     }
 
     // Box of the triangle.
@@ -124,18 +125,18 @@ private:
 
     // triangleCrossesCell of the triangle and the cell with these corners (corner distances
     // from the plane s, box vMin..vMax). Its answer is the union of its 72 tests in any
-    // order, so the tests that usually hold come first (the triangle's edges for a triangle
-    // smaller than a cell, the cell's edges for a larger one, then the other kind), the full
-    // list last, and the separating axes, which can show that none holds, before all the
-    // tests that usually fail.
+    // order, so the separating axes, which can show that none holds, come first, then the
+    // tests that usually hold (the triangle's edges for a triangle smaller than a cell, the
+    // cell's edges for a larger one, then the other kind), and the full list last.
     bool crosses(Point3D const corners[8], double const s[8], double const vMin[3],
                  double const vMax[3]) {
         if (!m_frame) m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
-        // A small triangle's few edge tests are cheaper than the axes; a large triangle's
-        // cell-edge tests are not.
-        if (m_small && edgesCross(corners, vMin, vMax)) return true;
+        // The axes first for every triangle: a straddling cell that the edge tests would
+        // clear is usually one the triangle passes beside, which the axes reject for a few
+        // products, while all of the edge tests run before such a cell is cleared.
         if (!m_axes) m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
         if (m_axes->active() && m_axes->separated(vMin, vMax)) return false;
+        if (m_small && edgesCross(corners, vMin, vMax)) return true;
         if (cellEdgesCross(corners, s) || (!m_small && edgesCross(corners, vMin, vMax))) return true;
         return triangleCrossesCell(*m_p[0], *m_p[1], *m_p[2], corners);
     }
@@ -146,6 +147,7 @@ private:
         // y low.
         static constexpr int kFaceAxis[6] = {0, 0, 2, 2, 1, 1};
         static constexpr bool kFaceHigh[6] = {false, true, true, false, true, false};
+        bool const faceTest = m_faceTestFits && fitsFaceTest(vMin) && fitsFaceTest(vMax);
         for (int face = 0; face < 6; ++face) {
             int const a = kFaceAxis[face];
             double const plane = kFaceHigh[face] ? vMax[a] : vMin[a];
@@ -156,12 +158,26 @@ private:
                 if (!(lo <= plane && plane <= hi)) continue;
                 for (int half = 0; half < 2; ++half) {
                     int const *t = kCellFaceTriangles[2 * face + half];
+                    if (faceTest) {
+                        if (segmentCrossesFaceTriangle(p.vector(), q.vector(), corners[t[0]].vector(),
+                                                       corners[t[1]].vector(), corners[t[2]].vector(),
+                                                       a, kCellEps))
+                            return true;
+                        continue;
+                    }
                     TriangleFrame const target(corners[t[0]], corners[t[1]], corners[t[2]]);
                     if (segmentCrossesTriangle(p, q, target, kCellEps)) return true;
                 }
             }
         }
         return false;
+    }
+
+    // Whether every coordinate of v is finite and within the face test's bound (NaN fails).
+    template <class Coordinates>
+    static bool fitsFaceTest(Coordinates const &v) {
+        return std::fabs(v[0]) <= kFaceTestBound && std::fabs(v[1]) <= kFaceTestBound &&
+               std::fabs(v[2]) <= kFaceTestBound;
     }
 
     // The cell's edges and diagonals whose ends are not both on one side of the plane (s: the
@@ -183,6 +199,7 @@ private:
     Point3D const *m_p[3];
     Vector3D m_lo, m_hi;
     bool m_small;   // narrower than a cell on every axis
+    bool m_faceTestFits;   // the triangle's coordinates admit segmentCrossesFaceTriangle
     std::optional<Plane> m_plane;
     std::optional<TriangleFrame> m_frame;
     std::optional<SeparatingAxes> m_axes;

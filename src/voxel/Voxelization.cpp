@@ -16,8 +16,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace ORVANE_DATABASE {
@@ -109,7 +111,12 @@ Voxelization::Voxelization(Triangulation *mesh, std::size_t nx, std::size_t ny, 
                            Feedback *feedback)
     : m_grid(), m_mesh(mesh), m_nx(nx), m_ny(ny), m_nz(nz), m_feedback(feedback) {
     std::size_t const cells = validCellCount(nx, ny, nz);
-    if (cells > 0) m_grid.reset(new unsigned char[cells]());
+    if (cells == 0) return;
+    // calloc rather than new[](): a large zeroed block comes straight from the system as
+    // zero pages, so the grid is not written twice (once to clear it, once to mark it).
+    void *grid = std::calloc(cells, 1);
+    if (grid == nullptr) throw std::bad_alloc();
+    m_grid = std::shared_ptr<unsigned char[]>(static_cast<unsigned char *>(grid), std::free);
 }
 
 Voxelization::Voxelization(Voxelization const &other) = default;
@@ -158,22 +165,50 @@ bool Voxelization::markVoxels() {
     CellGeometry const g = geometryOf(*m_mesh, count);
     voxel::CellDirections const directions(g);
     std::int32_t const limit[3] = {std::int32_t(m_nx), std::int32_t(m_ny), std::int32_t(m_nz)};
+    double inverse[3];
+    for (int a = 0; a < 3; ++a) inverse[a] = g.size[a] > 0.0 ? 1.0 / g.size[a] : 0.0;
 
     Triangulation &mesh = *m_mesh;
     std::vector<Vertex *> const &vertices = mesh.vertexList();
-    for (Triangle *t : mesh.triangleList()) {
-        // Triangulation::vertex's lookup, range test included.
-        Point3D const &p0 = *vertices.at(t->vertexIndex(0))->point();
-        Point3D const &p1 = *vertices.at(t->vertexIndex(1))->point();
-        Point3D const &p2 = *vertices.at(t->vertexIndex(2))->point();
-        int first[3], last[3];
-        for (int a = 0; a < 3; ++a) {
-            double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
-            double const hi = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
-            first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], limit[a]);
-            last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], limit[a]);
+    std::vector<Triangle *> const &triangles = mesh.triangleList();
+    std::size_t const vertexCount = vertices.size();
+    // The corner points are copied a block of triangles at a time before the block is marked:
+    // the copy loop's iterations are independent, so the memory reads of many triangles
+    // (triangle, vertex, point: three dependent loads each) overlap instead of stalling the
+    // cell tests one triangle at a time. A block stops short at a triangle corner that names
+    // no vertex; the triangles before it are marked first and the range-tested lookup then
+    // throws for it, as a triangle-by-triangle walk would.
+    constexpr std::size_t kBlock = 64;
+    Point3D points[kBlock][3];
+    for (std::size_t begin = 0; begin < triangles.size(); begin += kBlock) {
+        std::size_t const end = std::min(triangles.size(), begin + kBlock);
+        std::size_t filled = 0;
+        Triangle *invalid = nullptr;
+        for (std::size_t t = begin; t < end; ++t, ++filled) {
+            Triangle *triangle = triangles[t];
+            std::size_t const v[3] = {triangle->vertexIndex(0), triangle->vertexIndex(1),
+                                      triangle->vertexIndex(2)};
+            if (v[0] >= vertexCount || v[1] >= vertexCount || v[2] >= vertexCount) {
+                invalid = triangle;
+                break;
+            }
+            for (int c = 0; c < 3; ++c) points[filled][c] = *vertices[v[c]]->point();
         }
-        markTriangle(m_grid.get(), count, g, directions, p0, p1, p2, first, last);
+        for (std::size_t t = 0; t < filled; ++t) {
+            Point3D const &p0 = points[t][0], &p1 = points[t][1], &p2 = points[t][2];
+            int first[3], last[3];
+            for (int a = 0; a < 3; ++a) {
+                double const lo = std::min(std::min(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
+                double const hi = std::max(std::max(p0.vector()[a], p1.vector()[a]), p2.vector()[a]);
+                first[a] = voxel::cellIndex(lo - g.origin[a], g.size[a], inverse[a], limit[a]);
+                last[a] = voxel::cellIndex(hi - g.origin[a], g.size[a], inverse[a], limit[a]);
+            }
+            markTriangle(m_grid.get(), count, g, directions, p0, p1, p2, first, last);
+        }
+        if (invalid != nullptr) {
+            // Triangulation::vertex's lookup, range test included: throws std::out_of_range.
+            for (std::size_t c = 0; c < 3; ++c) (void)vertices.at(invalid->vertexIndex(c));
+        }
     }
     return true;
 }
@@ -268,8 +303,11 @@ void Voxelization::quadulation(std::vector<Vertex *> &vertices,
         return static_cast<int>(vertices.size() - 1);
     };
     auto emitCell = [&indices](int const (&corner)[8]) {
+        std::size_t cell[24];
+        std::size_t *out = cell;
         for (auto const &quad : kSurfaceQuads)
-            for (int q : quad) indices.push_back(static_cast<std::size_t>(corner[q]));
+            for (int q : quad) *out++ = static_cast<std::size_t>(corner[q]);
+        indices.insert(indices.end(), cell, cell + 24);   // one capacity check per cell
     };
     voxel::buildCorners(m_grid.get(), count, geometryOf(*m_mesh, count), true, newVertex,
                         emitCell);

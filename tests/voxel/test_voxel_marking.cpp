@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
@@ -321,4 +322,75 @@ TEST(VoxelMarking, RealMeshesMatchTheReference) {
             ++compared;
         }
     if (compared == 0) GTEST_SKIP() << "no mesh folder (scripts/fetch-meshes.sh fills it)";
+}
+
+// The index by multiplication against the index by division, on quotients near and away from
+// integers (lattice planes, the grid's ends), beyond the grid, huge and NaN.
+TEST(VoxelMarking, CellIndexByInverseMatchesTheDivision) {
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<double> unit(0, 1);
+    double const nan = std::numeric_limits<double>::quiet_NaN();
+    long checked = 0;
+    for (int round = 0; round < 4000; ++round) {
+        double const size = std::ldexp(0.5 + unit(rng), int(unit(rng) * 40) - 20);
+        std::int32_t const count = round % 3 ? std::int32_t(1 + unit(rng) * 300) : std::int32_t(1 + unit(rng) * 2e9);
+        double const inverse = 1.0 / size;
+        double const countAsDouble = double(count);
+        for (int s = 0; s < 50; ++s) {
+            double const plane = std::floor(unit(rng) * (countAsDouble + 2)) - 1;
+            double offsets[] = {plane * size, std::nextafter(plane * size, 1e300), std::nextafter(plane * size, -1e300),
+                                (plane + unit(rng)) * size, (plane + 1e-7 * (unit(rng) - 0.5)) * size,
+                                unit(rng) * countAsDouble * size * 2, -unit(rng) * size, 1e300, -1e300, nan};
+            for (double offset : offsets) {
+                ASSERT_EQ(voxel::cellIndex(offset, size, inverse, count), voxel::cellIndex(offset, size, count))
+                    << offset << " " << size << " " << count;
+                ++checked;
+            }
+        }
+    }
+    EXPECT_EQ(voxel::cellIndex(1.0, 0.0, 0.0, 5), 0);
+    EXPECT_GT(checked, 100000);
+}
+
+// The face-triangle crossing test against the general one on the faces of random cells, with
+// segments that end on the faces' edges and planes as well as anywhere around them.
+TEST(VoxelMarking, FaceTriangleCrossingMatchesTheGeneralTest) {
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<double> unit(-1, 2);
+    long crossing = 0, checked = 0;
+    for (int round = 0; round < 20000; ++round) {
+        double lo[3], hi[3];
+        for (int a = 0; a < 3; ++a) {
+            lo[a] = std::ldexp(unit(rng), round % 5 == 0 ? 30 : 0);
+            hi[a] = round % 17 == 0 && a == 1 ? lo[a] : lo[a] + std::ldexp(0.25 + unit(rng) + 1.0, round % 7 - 3);
+        }
+        Point3D corners[8];
+        for (int q = 0; q < 8; ++q)
+            corners[q] = Point3D(q & 4 ? hi[0] : lo[0], q & 2 ? hi[1] : lo[1], q & 1 ? hi[2] : lo[2]);
+        // Ends on a lattice of the cell's quarters (edges, planes, diagonals) or anywhere.
+        auto end = [&]() {
+            Point3D p;
+            for (int a = 0; a < 3; ++a) {
+                double const f = rng() % 2 ? std::floor(unit(rng) * 4) / 4 : unit(rng);
+                p.vector()[a] = lo[a] + f * (hi[a] - lo[a]);
+            }
+            return p;
+        };
+        static int const axisOfFace[6] = {0, 0, 2, 2, 1, 1};
+        for (int s = 0; s < 4; ++s) {
+            Point3D const s0 = end(), s1 = s % 2 ? end() : corners[rng() % 8];
+            for (int f = 0; f < 12; ++f) {
+                int const *t = voxel::kCellFaceTriangles[f];
+                bool const want = voxel::segmentCrossesTriangle(
+                    s0, s1, voxel::TriangleFrame(corners[t[0]], corners[t[1]], corners[t[2]]), voxel::kCellEps);
+                bool const got = voxel::segmentCrossesFaceTriangle(s0.vector(), s1.vector(), corners[t[0]].vector(),
+                                                                   corners[t[1]].vector(), corners[t[2]].vector(),
+                                                                   axisOfFace[f / 2], voxel::kCellEps);
+                ASSERT_EQ(got, want) << "round " << round << " face triangle " << f;
+                crossing += want;
+                ++checked;
+            }
+        }
+    }
+    EXPECT_GT(crossing, checked / 20);
 }
