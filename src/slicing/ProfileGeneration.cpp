@@ -23,17 +23,19 @@
 //     triangle, a triangle's cut is its own interval on the line of intersection
 //     (InsideCut), and where all planes share one normal (slicing along an axis), a
 //     triangle's products with that normal are formed once, when it enters the sweep.
-//  3. Cuts of one plane through one mesh edge meet: two ends of different triangles on one
-//     edge, with no third end on it, are paired. Where planes are dense (several cuts per
-//     triangle) each triangle side learns once, from a sort of all sides (SideNeighbours.h),
-//     which side lies across it, and an end finds its partner through the triangle across.
-//     Where they are sparse, as when a large mesh is cut into layers, that mesh-wide sort
-//     would cost more time and memory than the cuts themselves: the ends then record their
-//     edge's vertex pair and meet in lists under the edge's lower vertex (EdgePairing). The
-//     pairs are the same either way. The shared chainer adopts these pairs as the finest-level matches once it has verified
-//     them (taking the matches from the coordinates where ends crowd, near mesh vertices, or
+//  3. Cuts of one plane through one mesh edge meet, so their ends are paired. Where planes
+//     are dense (several cuts per triangle) each triangle side learns once, from a sort of
+//     all sides (SideNeighbours.h), which side lies across it, and an end finds its partner
+//     through the triangle across. Where they are sparse, as when a large mesh is cut into
+//     layers, that mesh-wide sort would cost more time and memory than the cuts themselves:
+//     the ends then record their edge's vertex pair and meet in lists under the edge's lower
+//     vertex (EdgePairing). The two can differ only around edges of three or more triangles
+//     (a sort sees all of them, a plane only those it cuts), which is why pairs are a claim:
+//     the shared chainer adopts them as the finest-level matches once it has verified them
+//     (taking the matches from the coordinates where ends crowd, near mesh vertices, or
 //     everywhere when the pairs do not hold together: coincident sheets, unwelded meshes),
 //     drops repeated segments and builds the one-step stitching's chains in linear time.
+//     The chains are the same whichever pairs it is given.
 //  4. Planes of equal distance give equal cuts: the first is computed, the others deliver
 //     copies (a flat mesh sliced n times costs one plane, not n).
 //
@@ -269,7 +271,8 @@ public:
             std::fill(head_.begin(), head_.end(), Head{0, 0});
             stamp_ = 1;
         }
-        std::uint32_t *partners = (cut.partners.assign(ends, SegmentChainer::kNoPartner), cut.partners.data());
+        cut.partners.assign(ends, SegmentChainer::kNoPartner);
+        std::uint32_t *partners = cut.partners.data();
         next_.resize(ends);
         many_.assign(ends, 0);
         std::uint64_t const *edges = cut.edges.data();
@@ -287,7 +290,8 @@ public:
                 partners[f] = e;
                 partners[e] = f;
             } else {   // not an edge of exactly two cut triangles
-                if (partners[f] != SegmentChainer::kNoPartner) partners[partners[f]] = SegmentChainer::kNoPartner;
+                if (partners[f] != SegmentChainer::kNoPartner)
+                    partners[partners[f]] = SegmentChainer::kNoPartner;
                 partners[f] = SegmentChainer::kNoPartner;
                 many_[f] = 1;
             }
@@ -471,7 +475,8 @@ Outcome Profiler::generateProfile(std::vector<PLC *> &out) {
         std::uint32_t const *row = mesh.corners->data() + 3 * static_cast<std::size_t>(t);
         if (stage == 0) {
             __builtin_prefetch(row);
-            if (pairing == Pairing::AcrossSides) __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
+            if (pairing == Pairing::AcrossSides)
+                __builtin_prefetch(neighbour.data() + 3 * static_cast<std::size_t>(t));
             return;
         }
         for (int c = 0; c < 3; ++c) __builtin_prefetch(mesh.point(row[c]));
