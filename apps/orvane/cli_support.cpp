@@ -333,13 +333,11 @@ std::string extensionOf(std::string const &path) {
 
 std::string stemOf(std::string const &path) { return std::filesystem::path(path).stem().string(); }
 
-namespace {
-std::string numberText(double value) {
+std::string numberText(double value, int digits) {
     std::ostringstream s;
-    s << value;
+    s << std::setprecision(digits) << value;
     return s.str();
 }
-}  // namespace
 
 void requireFinite(double value, std::string const &option) {
     if (!std::isfinite(value))

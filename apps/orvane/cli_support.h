@@ -163,6 +163,10 @@ std::string extensionOf(std::string const &path);
 // The file name without folder and extension ("part" for "models/part.stl").
 std::string stemOf(std::string const &path);
 
+// `value` for a message, to `digits` significant digits in the shorter of the fixed and the
+// exponent form.
+std::string numberText(double value, int digits = 6);
+
 // Checks before any library call: throw UsageError naming the option.
 void requireFinite(double value, std::string const &option);
 void requirePositive(double value, std::string const &option);

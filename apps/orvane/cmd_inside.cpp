@@ -21,16 +21,19 @@ struct InsideOptions {
     std::string pointsFile;
 };
 
-double parseNumber(std::string const &text, std::string const &what) {
+bool isNumber(std::string const &text) {
     std::size_t used = 0;
-    double v = 0;
     try {
-        v = std::stod(text, &used);
+        std::stod(text, &used);
     } catch (std::exception const &) {
-        used = 0;
+        return false;
     }
-    if (used != text.size() || text.empty())
-        throw UsageError(what + " must be a number (got '" + text + "')");
+    return !text.empty() && used == text.size();
+}
+
+double parseNumber(std::string const &text, std::string const &what) {
+    if (!isNumber(text)) throw UsageError(what + " must be a number (got '" + text + "')");
+    double const v = std::stod(text);
     requireFinite(v, what);
     return v;
 }
@@ -69,16 +72,6 @@ char const *answer(odb::Plane::_Pos pos) {
         case odb::Plane::POS_ON: return "on";
         default: return "unknown";
     }
-}
-
-bool isNumber(std::string const &text) {
-    std::size_t used = 0;
-    try {
-        std::stod(text, &used);
-    } catch (std::exception const &) {
-        return false;
-    }
-    return !text.empty() && used == text.size();
 }
 
 int runInside(InsideOptions const &o, CommonOptions const &common) {

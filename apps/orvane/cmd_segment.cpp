@@ -18,7 +18,6 @@
 #include <iostream>
 #include <map>
 #include <set>
-#include <sstream>
 
 namespace orvane {
 
@@ -30,16 +29,10 @@ struct SegmentOptions {
     std::string output;
 };
 
-std::string angleText(double angle) {
-    std::ostringstream s;
-    s << angle;
-    return s.str();
-}
-
 int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     requireFinite(o.angle, "--angle");
     if (o.angle < 0 || o.angle > 180)
-        throw UsageError("--angle must lie between 0 and 180 degrees (got " + angleText(o.angle) + ")");
+        throw UsageError("--angle must lie between 0 and 180 degrees (got " + numberText(o.angle) + ")");
     std::string const output = o.output.empty() ? modelStem(o.model) + "-faces.obj" : o.output;
     std::string const ext = extensionOf(output);
     if (ext != "obj" && ext != "ply")
@@ -55,10 +48,10 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
     progress.done();
     double const seconds = split.kernelSeconds;
     if (!split.creased)
-        note(common, in.name + " has no edge sharper than " + angleText(o.angle) +
+        note(common, in.name + " has no edge sharper than " + numberText(o.angle) +
                          " degrees and no border: it is a single face");
 
-    std::string const suffix = "_" + angleText(o.angle);
+    std::string const suffix = "_" + numberText(o.angle);
     std::vector<MeshPart> parts(split.faces.size());
     for (std::size_t i = 0; i < parts.size(); ++i) {
         parts[i].name = "Face-" + std::to_string(i + 1) + suffix;
@@ -72,7 +65,7 @@ int runSegment(SegmentOptions const &o, CommonOptions const &common) {
 
     std::size_t largest = 0;
     for (MeshPart const &p : parts) largest = std::max(largest, p.mesh.triangleCount());
-    summary(common, in.name + ": " + counted(parts.size(), "face") + " at " + angleText(o.angle) + " degrees, the largest of " +
+    summary(common, in.name + ": " + counted(parts.size(), "face") + " at " + numberText(o.angle) + " degrees, the largest of " +
                         counted(largest, "triangle") + "; " + runTimes(seconds, "segmenting") + "; wrote " + output);
     return finishRun(0);
 }

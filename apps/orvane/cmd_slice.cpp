@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iomanip>
 #include <iostream>
 #include <sstream>
 
@@ -42,12 +41,6 @@ Vec3 parseDirection(std::string const &text) {
     if (std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]) < 1e-9)
         throw UsageError("--direction must not be the zero vector");
     return d;
-}
-
-std::string fmt(double v, int precision = 4) {
-    std::ostringstream s;
-    s << std::setprecision(precision) << v;
-    return s.str();
 }
 
 int runSlice(SliceOptions const &o, CommonOptions const &common) {
@@ -109,14 +102,15 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
     }
 
     progress.stage("Writing " + joinPaths(outputs));
-    std::string const direction = "(" + fmt(plan.direction[0]) + ", " + fmt(plan.direction[1]) + ", " + fmt(plan.direction[2]) + ")";
+    std::string const direction = "(" + numberText(plan.direction[0], 4) + ", " + numberText(plan.direction[1], 4) + ", " +
+                                  numberText(plan.direction[2], 4) + ")";
     for (std::size_t i = 0; i < files.size(); ++i) {
         if (!files.isStdout(i) && extensionOf(files.target(i)) == "svg") {
             ViewFrame frame;
             frame.u = plan.axisU;
             frame.v = plan.axisV;
             frame.w = plan.direction;
-            std::string title = in.name + ": " + counted(result.layers.size(), "layer") + " of " + fmt(plan.layerHeight) +
+            std::string title = in.name + ": " + counted(result.layers.size(), "layer") + " of " + numberText(plan.layerHeight, 4) +
                                 " along " + direction;
             if (chosen.size() < result.layers.size()) title += ", " + counted(chosen.size(), "layer") + " shown";
             files.write(i, layersSvg(result, chosen, frame, title));
@@ -132,7 +126,7 @@ int runSlice(SliceOptions const &o, CommonOptions const &common) {
         polygons += layer.polygons.size();
         for (SlicePolygon const &p : layer.polygons) holes += p.holes.size();
     }
-    std::string line = in.name + ": " + counted(result.layers.size(), "layer") + " of " + fmt(plan.layerHeight) +
+    std::string line = in.name + ": " + counted(result.layers.size(), "layer") + " of " + numberText(plan.layerHeight, 4) +
                        (plan.thinLast ? " (the last thinner)" : "") + ", " +
                        counted(result.closedContours + result.openContours, "contour") + ", " +
                        std::to_string(result.openContours) + " open";

@@ -15,7 +15,6 @@
 #include <cmath>
 #include <cstdint>
 #include <iostream>
-#include <sstream>
 
 namespace orvane {
 
@@ -71,13 +70,6 @@ bool isCount(std::string const &text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) || c == '-' || c == '+'; });
 }
 
-std::string fmt(double v) {
-    std::ostringstream s;
-    s.precision(4);
-    s << v;
-    return s.str();
-}
-
 int runVoxelize(VoxelOptions o, CommonOptions const &common) {
     // `--grid 32 model.stl` gives the model to the grid's list: take it back.
     if (!o.grid.empty() && !isCount(o.grid.back()) && o.model.empty()) {
@@ -120,7 +112,7 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
             double const extent = box[3 + a] - box[a];
             double const cells = std::max(1.0, std::ceil(extent / o.voxelSize * (1 - 1e-9)));
             if (cells > static_cast<double>(kMostCells))
-                throw UsageError("--voxel-size " + fmt(o.voxelSize) + " gives more than " + std::to_string(kMostCells) + " cells");
+                throw UsageError("--voxel-size " + numberText(o.voxelSize, 4) + " gives more than " + std::to_string(kMostCells) + " cells");
             counts[static_cast<std::size_t>(a)] = static_cast<long long>(cells);
         }
     }
@@ -188,8 +180,8 @@ int runVoxelize(VoxelOptions o, CommonOptions const &common) {
     files.commit();
     progress.done();
     std::string line = in.name + ": " + std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " +
-                       std::to_string(n[2]) + " grid of " + fmt(frame.size[0]) + " x " + fmt(frame.size[1]) + " x " +
-                       fmt(frame.size[2]) + " cells, " + counted(cells, "cell") + " marked";
+                       std::to_string(n[2]) + " grid of " + numberText(frame.size[0], 4) + " x " + numberText(frame.size[1], 4) + " x " +
+                       numberText(frame.size[2], 4) + " cells, " + counted(cells, "cell") + " marked";
     if (filled > 0) line += ", " + std::to_string(filled) + " added where cells met only along an edge or at a corner";
     line += ", " + counted(part.mesh.triangleCount(), "triangle") + "; wrote " + output;
     summary(common, line);
