@@ -3,13 +3,12 @@
 // child's address space is capped.
 #include "import_sandbox.h"
 #include "model_io.h"
+#include "test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <new>
 #include <string>
@@ -32,12 +31,6 @@ std::string inputError(Run run) {
     return "";
 }
 
-std::uint64_t bits(double v) {
-    std::uint64_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
 }  // namespace
 
 TEST(ImportSandbox, ModelsProgressAndMessagesComeBackUnchanged) {
@@ -49,17 +42,13 @@ TEST(ImportSandbox, ModelsProgressAndMessagesComeBackUnchanged) {
         return m;
     };
     ModelData const direct = build({});
-    std::size_t reports = 0;
-    ModelData const copied = orvane::importIsolated(build, "m.stl", 10, 0,
-                                                    [&](orvane::ImportStage stage, std::size_t done, std::size_t total) {
-                                                        EXPECT_EQ(stage, orvane::ImportStage::Welding);
-                                                        EXPECT_EQ(done, 9u);
-                                                        EXPECT_EQ(total, 9u);
-                                                        ++reports;
-                                                    });
-    EXPECT_EQ(reports, 1u);
-    ASSERT_EQ(copied.coords.size(), direct.coords.size());
-    for (std::size_t i = 0; i < direct.coords.size(); ++i) EXPECT_EQ(bits(copied.coords[i]), bits(direct.coords[i]));
+    std::vector<std::size_t> reports;
+    ModelData const copied =
+        orvane::importIsolated(build, "m.stl", 10, 0, [&](orvane::ImportStage stage, std::size_t done, std::size_t total) {
+            reports.insert(reports.end(), {static_cast<std::size_t>(stage == orvane::ImportStage::Welding), done, total});
+        });
+    EXPECT_EQ(reports, (std::vector<std::size_t>{1, 9, 9}));
+    orvane_test::expectSameBits(copied.coords, direct.coords);
     EXPECT_EQ(copied.corners, direct.corners);
 
     EXPECT_EQ(inputError([] {
@@ -149,18 +138,15 @@ TEST(ImportSandbox, CorruptPlyFilesThatBreakTheImporter) {
         "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
         "property float z\nelement face 9\nproperty list uchar int vertex_indices\nend_header\n"
         "0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n4444444444444444444444 0 1 3\n3 0 3 2\n3 1 2 3\n";
-    std::filesystem::path const dir =
-        std::filesystem::temp_directory_path() / ("orvane-sandbox-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir);
+    orvane_test::TempDir const dir("sandbox");
+    std::string const file = dir / "corrupt.ply";
     for (char const *content : {assertionA, assertionB, hugeList}) {
-        std::filesystem::path const file = dir / "corrupt.ply";
         std::ofstream(file, std::ios::binary) << content;
-        std::string message = inputError([&] { orvane::loadModel(file.string()); });
-        EXPECT_EQ(message.rfind("'" + file.string() + "' cannot be read: ", 0), 0u) << message;
+        std::string message = inputError([&] { orvane::loadModel(file); });
+        EXPECT_EQ(message.rfind("'" + file + "' cannot be read: ", 0), 0u) << message;
         EXPECT_EQ(message.find('\n'), std::string::npos);
         if (content == hugeList && orvane::importMemoryCapAvailable()) {
-            EXPECT_EQ(message, "'" + file.string() + "' cannot be read: not enough memory for it");
+            EXPECT_EQ(message, "'" + file + "' cannot be read: not enough memory for it");
         }
     }
-    std::filesystem::remove_all(dir);
 }

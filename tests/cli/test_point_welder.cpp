@@ -3,6 +3,7 @@
 // against the Assimp path it stands in for.
 #include "model_io.h"
 #include "point_welder.h"
+#include "test_support.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/postprocess.h>
@@ -11,9 +12,7 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <deque>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
@@ -44,12 +43,6 @@ std::vector<std::uint32_t> referenceWeld(std::vector<double> const &points, std:
     return out;
 }
 
-std::uint64_t bits(double v) {
-    std::uint64_t u;
-    std::memcpy(&u, &v, sizeof u);
-    return u;
-}
-
 // Welds `points` both ways and expects the same indices and the same vertex coordinates,
 // bit for bit. Returns whether the welder had to fall back to the ordered map.
 bool expectSameWeld(std::vector<double> const &points, bool batch) {
@@ -64,9 +57,7 @@ bool expectSameWeld(std::vector<double> const &points, bool batch) {
             got[i] = welder.add(points[3 * i], points[3 * i + 1], points[3 * i + 2]);
     }
     EXPECT_EQ(got, expected);
-    EXPECT_EQ(coords.size(), expectedCoords.size());
-    for (std::size_t i = 0; i < std::min(coords.size(), expectedCoords.size()); ++i)
-        EXPECT_EQ(bits(coords[i]), bits(expectedCoords[i])) << "coordinate " << i;
+    orvane_test::expectSameBits(coords, expectedCoords);
     return welder.usesOrderedMap();
 }
 
@@ -143,8 +134,8 @@ TEST(ModelReader, BinaryStlPathEqualsTheImporter) {
                 corners.push_back(v);
             }
         }
-    std::filesystem::path const file =
-        std::filesystem::temp_directory_path() / ("orvane-binary-" + std::to_string(rng()) + ".stl");
+    orvane_test::TempDir const dir("binary");
+    std::string const file = dir / "soup.stl";
     {
         std::ofstream out(file, std::ios::binary);
         char header[80] = "solid looks like ascii but is binary";
@@ -158,13 +149,11 @@ TEST(ModelReader, BinaryStlPathEqualsTheImporter) {
             out.write("\0\0", 2);
         }
     }
-    orvane::ModelData const fast = orvane::readModel(file.string());
+    orvane::ModelData const fast = orvane::readModel(file);
     Assimp::Importer importer;
-    aiScene const *scene = importer.ReadFile(file.string(), aiProcess_Triangulate | aiProcess_SortByPType);
+    aiScene const *scene = importer.ReadFile(file, aiProcess_Triangulate | aiProcess_SortByPType);
     ASSERT_NE(scene, nullptr);
-    orvane::ModelData const imported = orvane::modelFromScene(*scene, file.string());
-    std::filesystem::remove(file);
+    orvane::ModelData const imported = orvane::modelFromScene(*scene, file);
     EXPECT_EQ(fast.corners, imported.corners);
-    ASSERT_EQ(fast.coords.size(), imported.coords.size());
-    for (std::size_t i = 0; i < fast.coords.size(); ++i) EXPECT_EQ(bits(fast.coords[i]), bits(imported.coords[i]));
+    orvane_test::expectSameBits(fast.coords, imported.coords);
 }
