@@ -153,20 +153,21 @@ py::array_t<double> contourPoints(ContourData const &contour) {
 
 namespace {
 template <class T>
-py::array readOnly(T const *data, std::size_t rows, std::size_t columns, py::handle owner) {
+py::array readOnly(std::vector<T> const &values, std::size_t columns, py::handle owner) {
     py::ssize_t const size = sizeof(T);
-    py::array out(py::dtype::of<T>(), {static_cast<py::ssize_t>(rows), static_cast<py::ssize_t>(columns)},
-                  {static_cast<py::ssize_t>(columns) * size, size}, data, owner);
+    py::ssize_t const rows = static_cast<py::ssize_t>(values.size() / columns);
+    py::array out(py::dtype::of<T>(), {rows, static_cast<py::ssize_t>(columns)},
+                  {static_cast<py::ssize_t>(columns) * size, size}, values.data(), owner);
     py::detail::array_proxy(out.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
     return out;
 }
 }  // namespace
 
-py::array readOnlyRows(double const *data, std::size_t rows, std::size_t columns, py::handle owner) {
-    return readOnly(data, rows, columns, owner);
+py::array readOnlyRows(std::vector<double> const &values, std::size_t columns, py::handle owner) {
+    return readOnly(values, columns, owner);
 }
-py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, std::size_t columns, py::handle owner) {
-    return readOnly(data, rows, columns, owner);
+py::array readOnlyRows(std::vector<std::uint32_t> const &values, std::size_t columns, py::handle owner) {
+    return readOnly(values, columns, owner);
 }
 
 }  // namespace orvane::python

@@ -44,8 +44,8 @@ py::array_t<double> pointArray(std::vector<std::array<double, 3>> const &points)
 // A border contour's points as a new (K, 3) float64 array.
 py::array_t<double> contourPoints(ContourData const &contour);
 
-// A read-only view of `rows` x `columns` values that `owner` keeps alive (no copy).
-py::array readOnlyRows(double const *data, std::size_t rows, std::size_t columns, py::handle owner);
-py::array readOnlyRows(std::uint32_t const *data, std::size_t rows, std::size_t columns, py::handle owner);
+// A read-only view of `values` as rows of `columns` values that `owner` keeps alive (no copy).
+py::array readOnlyRows(std::vector<double> const &values, std::size_t columns, py::handle owner);
+py::array readOnlyRows(std::vector<std::uint32_t> const &values, std::size_t columns, py::handle owner);
 
 }  // namespace orvane::python

@@ -96,10 +96,6 @@ py::array_t<std::int8_t> containsPoints(Mesh &mesh, py::handle points) {
     return out;
 }
 
-py::array edgePairs(std::vector<std::uint32_t> const &pairs, py::handle owner) {
-    return readOnlyRows(pairs.data(), pairs.size() / 2, 2, owner);
-}
-
 EdgeFacts const &edgeFactsOf(Mesh &mesh) {
     KernelWork work;   // the lock keeps two threads from filling the cache twice
     return mesh.edgeFacts();
@@ -353,18 +349,12 @@ PYBIND11_MODULE(orvane, m) {
         .def("save", &saveMesh, py::arg("path"), kSaveDoc)
         .def_property_readonly(
             "vertices",
-            [](py::object self) {
-                Mesh const &mesh = self.cast<Mesh const &>();
-                return readOnlyRows(mesh.data().coords.data(), mesh.vertexCount(), 3, self);
-            },
+            [](py::object self) { return readOnlyRows(self.cast<Mesh const &>().data().coords, 3, self); },
             "(N, 3) float64, read-only view of the vertex coordinates.\n\n"
             "Example:\n    >>> orvane.builtin_part().vertices[:, 2].max()   # the top\n    25.0")
         .def_property_readonly(
             "triangles",
-            [](py::object self) {
-                Mesh const &mesh = self.cast<Mesh const &>();
-                return readOnlyRows(mesh.data().corners.data(), mesh.triangleCount(), 3, self);
-            },
+            [](py::object self) { return readOnlyRows(self.cast<Mesh const &>().data().corners, 3, self); },
             "(M, 3) uint32, read-only view of the triangles' vertex indices.\n\n"
             "Example:\n    >>> mesh = orvane.builtin_part()\n    >>> mesh.vertices[mesh.triangles].shape   # corner coordinates\n    (4800, 3, 3)")
         .def_property_readonly(
@@ -384,14 +374,14 @@ PYBIND11_MODULE(orvane, m) {
             "edge), as `orvane info` judges it.\n\nExample:\n    >>> orvane.builtin_part().is_closed\n    True")
         .def_property_readonly(
             "border_edges",
-            [](py::object self) { return edgePairs(edgeFactsOf(self.cast<Mesh &>()).lists.border, self); },
+            [](py::object self) { return readOnlyRows(edgeFactsOf(self.cast<Mesh &>()).lists.border, 2, self); },
             "(E, 2) uint32, read-only: the edges that only one triangle uses, as vertex index pairs "
             "(lower index first, sorted). One edge per undirected vertex pair, as `orvane info` "
             "counts them.\n\nExample:\n    >>> square = orvane.Mesh([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]], [[0, 1, 2], [0, 2, 3]])\n"
             "    >>> square.border_edges.tolist()\n    [[0, 1], [0, 3], [1, 2], [2, 3]]")
         .def_property_readonly(
             "nonmanifold_edges",
-            [](py::object self) { return edgePairs(edgeFactsOf(self.cast<Mesh &>()).lists.nonManifold, self); },
+            [](py::object self) { return readOnlyRows(edgeFactsOf(self.cast<Mesh &>()).lists.nonManifold, 2, self); },
             "(E, 2) uint32, read-only: the edges that more than two triangles use, as vertex index "
             "pairs (lower index first, sorted).\n\nExample:\n    >>> len(orvane.builtin_part().nonmanifold_edges)\n    0")
         .def("slice", &sliceMesh, py::arg("direction") = py::make_tuple(0, 0, 1), py::arg("layers") = py::none(),

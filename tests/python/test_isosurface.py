@@ -17,13 +17,8 @@ def ball_field(n, radius, spacing, origin):
 def oriented_triangles(vertices, triangles):
     """Each triangle as its corners (rounded), rotated to start at the smallest: equal for two
     meshes exactly when they hold the same triangles wound the same way."""
-    keys = [tuple(np.round(p, 9)) for p in vertices]
-    out = []
-    for t in triangles:
-        corners = [keys[i] for i in t]
-        first = corners.index(min(corners))
-        out.append(tuple(corners[first:] + corners[:first]))
-    return sorted(out)
+    corners = np.round(vertices, 9)[triangles].tolist()
+    return sorted(min(tuple(map(tuple, c[k:] + c[:k])) for k in range(3)) for c in corners)
 
 
 @pytest.mark.parametrize("spacing, origin", [(0.1, (-2, -2, -2)), ((0.1, 0.125, 0.08), (-2.2, -2.5, -1.6))])

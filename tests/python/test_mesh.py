@@ -1,7 +1,6 @@
 """Mesh from arrays and files: welding exactly as the tool's reader welds, the arrays' shapes,
 dtypes and ownership, and the figures `orvane info` reports."""
 import json
-import struct
 import subprocess
 import sys
 
@@ -12,40 +11,24 @@ import orvane
 from conftest import box, obj_parts, real_mesh, run_tool
 
 
-def soup_of(v, t):
-    """Every triangle with corners of its own, as a binary STL stores them."""
-    return v[t].reshape(-1, 3), np.arange(3 * len(t)).reshape(-1, 3)
-
-
-def write_binary_stl(path, corners):
-    with open(path, "wb") as f:
-        f.write(b"\0" * 80 + struct.pack("<I", len(corners) // 3))
-        for tri in corners.reshape(-1, 3, 3).astype(np.float32):
-            f.write(b"\0" * 12 + tri.tobytes() + b"\0\0")
-    return path
-
-
 def test_arrays_are_read_only_views_with_fixed_dtypes():
     v, t = box((0, 0, 0), (1, 2, 3))
     mesh = orvane.Mesh(v.astype(np.float32), t.astype(np.int16))
-    assert mesh.vertices.dtype == np.float64 and mesh.vertices.shape == (8, 3)
-    assert mesh.triangles.dtype == np.uint32 and mesh.triangles.shape == (12, 3)
+    assert mesh.vertices.dtype == np.float64 and mesh.triangles.dtype == np.uint32
     assert np.array_equal(mesh.vertices, v) and np.array_equal(mesh.triangles, t)
     for a in (mesh.vertices, mesh.triangles):
         assert not a.flags.writeable and not a.flags.owndata
-        with pytest.raises(ValueError):
-            a[0] = 0
     assert not mesh.border_edges.flags.writeable
     # A view keeps its mesh alive.
-    view = orvane.Mesh(v, t).vertices
-    assert np.array_equal(view, v)
-    assert np.array_equal(mesh.bounds, [[0, 0, 0], [1, 2, 3]])
+    assert np.array_equal(orvane.Mesh(v, t).vertices, v)
 
 
 def test_weld_equals_the_tools_reader(tmp_path):
     v, t = box((0, 0, 0), (1, 2, 3))
-    corners, soup = soup_of(v + [0.1, 0.2, 0.3], t)
-    loaded = orvane.Mesh.load(write_binary_stl(tmp_path / "box.stl", corners))
+    # Every triangle with corners of its own, as a binary STL stores them.
+    corners, soup = (v + [0.1, 0.2, 0.3])[t].reshape(-1, 3), np.arange(3 * len(t)).reshape(-1, 3)
+    orvane.Mesh(corners, soup).save(tmp_path / "box.stl")
+    loaded = orvane.Mesh.load(tmp_path / "box.stl")
     welded = orvane.Mesh(corners.astype(np.float32), soup, weld=True)
     assert np.array_equal(loaded.vertices, welded.vertices)
     assert np.array_equal(loaded.triangles, welded.triangles)
@@ -83,27 +66,25 @@ def test_edges_of_an_open_and_a_non_manifold_mesh():
 
 
 def test_saved_files_keep_the_winding(tmp_path):
-    # Every other triangle reversed: each is written as given, an STL facet with the normal
-    # of its own corner order, an OBJ with the coordinates in full, a PLY in single precision.
+    # Every other triangle reversed: each is written as given, an OBJ with the coordinates in
+    # full, STL and PLY in single precision (renumbered on reading).
     part = orvane.builtin_part()
     t = np.array(part.triangles)
     t[::2] = t[::2, ::-1]
     mesh = orvane.Mesh(part.vertices, t)
-    mesh.save(tmp_path / "m.stl")
-    data = (tmp_path / "m.stl").read_bytes()
-    facet = np.dtype([("normal", "<f4", 3), ("corners", "<f4", (3, 3)), ("attribute", "<u2")])
-    records = np.frombuffer(data, dtype=facet, offset=84)
-    assert not data.startswith(b"solid") and struct.unpack_from("<I", data, 80)[0] == len(records) == len(t)
-    corners = records["corners"].astype(float)
-    assert np.allclose(corners, mesh.vertices[t], atol=1e-5)
-    normals = np.cross(corners[:, 1] - corners[:, 0], corners[:, 2] - corners[:, 0])
-    assert np.allclose(records["normal"], normals / np.linalg.norm(normals, axis=1)[:, None], atol=1e-6)
     mesh.save(tmp_path / "m.obj")
     [(vertices, triangles)] = obj_parts(tmp_path / "m.obj")
     assert np.array_equal(vertices, mesh.vertices) and np.array_equal(triangles, t)
-    mesh.save(tmp_path / "m.ply")
-    again = orvane.Mesh.load(tmp_path / "m.ply")
-    assert np.allclose(again.vertices[again.triangles], mesh.vertices[t], atol=1e-5)   # renumbered on reading
+    for name in ("m.stl", "m.ply"):
+        mesh.save(tmp_path / name)
+        again = orvane.Mesh.load(tmp_path / name)
+        assert np.allclose(again.vertices[again.triangles], mesh.vertices[t], atol=1e-5)
+    # A binary STL facet carries the normal of its own corner order.
+    records = np.frombuffer((tmp_path / "m.stl").read_bytes(), offset=84,
+                            dtype=[("normal", "<f4", 3), ("corners", "<f4", (3, 3)), ("attribute", "<u2")])
+    c = records["corners"].astype(float)
+    normals = np.cross(c[:, 1] - c[:, 0], c[:, 2] - c[:, 0])
+    assert np.allclose(records["normal"], normals / np.linalg.norm(normals, axis=1)[:, None], atol=1e-6)
 
 
 SAVE_THEN_INTERRUPT = """

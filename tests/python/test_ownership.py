@@ -16,7 +16,8 @@ V, T = box((0, 0, 0), (1, 1, 1))
 FIELD = np.random.default_rng(1).normal(size=(5, 5, 5))
 
 
-def every_operation():
+def every_operation(path):
+    orvane.Mesh.load(path)
     mesh = orvane.Mesh(V, T, weld=True)
     mesh.slice(layers=3)
     mesh.segment(30)
@@ -42,47 +43,31 @@ def heap_growth(operation, calls):
     return orvane._heap_bytes() - before
 
 
-def test_thousand_calls_keep_the_heap_stable():
+def test_thousand_calls_keep_the_heap_stable(tmp_path):
     # A single object left behind per call would show as 16 kB or more; what stays below is
     # the allocator's per-thread caches.
-    assert heap_growth(every_operation, 1000) < 8192
-
-
-def test_reading_files_keeps_the_heap_stable(tmp_path):
     path = write_off(tmp_path / "box.off", V, T)
-    assert heap_growth(lambda: orvane.Mesh.load(path), 500) < 8192
-
-
-def test_long_calls_release_the_gil():
-    part = orvane.builtin_part()
-    done = threading.Event()
-    worker = threading.Thread(target=lambda: (part.slice(layers=400), done.set()))
-    ticks = 0
-    worker.start()
-    while not done.is_set():
-        ticks += 1
-        time.sleep(0.001)
-    worker.join()
-    assert ticks > 10
+    assert heap_growth(lambda: every_operation(path), 1000) < 8192
 
 
 def test_threads_get_the_serial_results():
     part = orvane.builtin_part()
-    expected = [len(l.polygons) for l in part.slice(layers=30)], part.segment(20)[1], part.voxelize(12)[0]
-    results = []
 
-    def work():
-        mesh = orvane.Mesh(part.vertices, part.triangles)
-        results.append(([len(l.polygons) for l in mesh.slice(layers=30)], mesh.segment(20)[1], mesh.voxelize(12)[0]))
+    def results_of(mesh):
+        layers = [len(l.polygons) for l in mesh.slice(layers=30)]
+        return layers, mesh.segment(20)[1].tolist(), mesh.voxelize(12)[0].tolist()
 
-    threads = [threading.Thread(target=work) for _ in range(4)]
+    expected, results = results_of(part), []
+    threads = [threading.Thread(target=lambda: results.append(results_of(orvane.Mesh(part.vertices, part.triangles))))
+               for _ in range(4)]
     for t in threads:
         t.start()
-    for t in threads:
-        t.join()
-    assert len(results) == 4
-    for slices, faces, cells in results:
-        assert slices == expected[0] and np.array_equal(faces, expected[1]) and np.array_equal(cells, expected[2])
+    # Long calls release the GIL: this thread goes on while the others work.
+    ticks = 0
+    while any(t.is_alive() for t in threads):
+        ticks += 1
+        time.sleep(0.001)
+    assert results == [expected] * 4 and ticks > 10
 
 
 FORKING = """

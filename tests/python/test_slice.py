@@ -39,46 +39,33 @@ def assert_same_as_tool(layers, doc, mesh):
         assert all(close(c, e) for c, e in zip(layer.open_contours, want["open"]))
 
 
-@pytest.mark.parametrize("args, kwargs", [
-    (["-n", "7"], dict(layers=7)),
-    (["--layer-height", "0.75"], dict(layer_height=0.75)),   # a thin last layer
-    (["-n", "5", "-d", "1,0.5,-2"], dict(layers=5, direction=(1, 0.5, -2))),
+@pytest.mark.parametrize("name, args, kwargs", [
+    ("nested", ["-n", "7"], dict(layers=7)),
+    ("nested", ["--layer-height", "0.75"], dict(layer_height=0.75)),   # a thin last layer
+    ("nested", ["-n", "5", "-d", "1,0.5,-2"], dict(layers=5, direction=(1, 0.5, -2))),
+    (None, [], {}),   # the built-in part, the defaults
+    ("bunny00.off", ["-n", "200"], dict(layers=200)),
+    ("fandisk.off", ["-n", "40", "-d", "1,1,1"], dict(layers=40, direction=(1, 1, 1))),
+    ("mech-holes-shark.off", ["--layer-height", "0.5"], dict(layer_height=0.5)),
+    ("elephant-with-holes.off", ["-n", "30", "-d", "0,1,0"], dict(layers=30, direction=(0, 1, 0))),
 ])
-def test_generated_model_equals_tool(tmp_path, nested_model, args, kwargs):
-    mesh = orvane.Mesh.load(nested_model)
-    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", nested_model, *args), mesh)
+def test_equals_tool(tmp_path, nested_model, name, args, kwargs):
+    path = nested_model if name == "nested" else name and real_mesh(name)
+    mesh = orvane.Mesh.load(path) if path else orvane.builtin_part()
+    model = [path] if path else []
+    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", *model, *args), mesh)
 
 
-def test_nesting_extents_and_thin_last_layer(nested_model):
+def test_exact_extents_and_thin_last_layer(nested_model):
     mesh = orvane.Mesh.load(nested_model)
     layers = mesh.slice(layer_height=1)
     # Exact layer heights from the bottom, half a layer up.
-    assert [l.height for l in layers] == [k + 0.5 for k in range(10)]
-    assert [(l.bottom, l.top) for l in layers] == [(k, k + 1) for k in range(10)]
-    middle = layers[5]
-    shapes = sorted((len(p.holes), p.outer[:, 0].min()) for p in middle.polygons)
-    # The block with its cavity, the island inside the cavity, the block beside.
-    assert shapes == [(0, 4.0), (0, 12.0), (1, 0.0)]
-    assert [len(l.polygons) for l in layers] == [2, 2, 3, 3, 3, 3, 3, 2, 1, 1]
-
+    assert [(l.bottom, l.height, l.top) for l in layers] == [(k, k + 0.5, k + 1) for k in range(10)]
     # 10 / 0.3: 33 layers of 0.3 and a last one of 0.1, cut in its middle.
     thin = mesh.slice(layer_height=0.3)
     assert len(thin) == 34 and (thin[-1].bottom, thin[-1].height, thin[-1].top) == (9.9, 9.95, 10.0)
     assert thin[1].height == 0.45   # rounded to the decimal it stands for
     assert len(thin[-1].polygons) == 1 and np.all(thin[-1].polygons[0].outer[:, 2] == 9.95)
-
-
-def test_defaults_and_builtin_part(tmp_path):
-    part = orvane.builtin_part()
-    layers = part.slice()
-    assert_same_as_tool(layers, tool_json(tmp_path, "slice"), part)
-    assert len(layers) == 20 and [len(p.holes) for p in layers[0].polygons] == [5]
-
-
-def test_open_mesh_gives_open_contours():
-    v = np.array([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]], float)
-    layers = orvane.Mesh(v, [[0, 1, 3], [1, 2, 3]]).slice(layers=3)
-    assert all(not l.polygons and len(l.open_contours) == 1 for l in layers)
 
 
 def test_planes_that_cannot_clear_the_vertices_warn():
@@ -91,15 +78,3 @@ def test_planes_that_cannot_clear_the_vertices_warn():
         warnings.simplefilter("error")
         with pytest.raises(RuntimeWarning):
             orvane.Mesh(v, t).slice(layer_height=0.5)
-
-
-@pytest.mark.parametrize("name, args, kwargs", [
-    ("bunny00.off", ["-n", "200"], dict(layers=200)),
-    ("fandisk.off", ["-n", "40", "-d", "1,1,1"], dict(layers=40, direction=(1, 1, 1))),
-    ("mech-holes-shark.off", ["--layer-height", "0.5"], dict(layer_height=0.5)),
-    ("elephant-with-holes.off", ["-n", "30", "-d", "0,1,0"], dict(layers=30, direction=(0, 1, 0))),
-])
-def test_real_meshes_equal_tool(tmp_path, name, args, kwargs):
-    path = real_mesh(name)
-    mesh = orvane.Mesh.load(path)
-    assert_same_as_tool(mesh.slice(**kwargs), tool_json(tmp_path, "slice", path, *args), mesh)
