@@ -161,6 +161,17 @@ struct PlaneCut {
         across.clear();
         edges.clear();
     }
+    // Sizes the per-segment arrays for `n` segments, and the per-end arrays that `pairing`
+    // uses for their 2n ends.
+    void resize(std::size_t n, Pairing pairing) {
+        segments.resize(n);
+        triangles.resize(n);
+        sides.resize(2 * n);
+        if (pairing == Pairing::AcrossSides)
+            across.resize(2 * n);
+        else
+            edges.resize(2 * n);
+    }
     // Adds the cut to the slicer's records, under the plane's cutting triangle.
     void record(slicing::FirstTriangle const &cutter, slicing::SegmentRecords &records) const {
         records.beginPlane(&cutter.v[0][0]);
@@ -176,14 +187,7 @@ void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut cons
                    std::vector<PlaneSweep::Listed> const &candidates, double shortSquare,
                    Pairing pairing, PlaneCut &cut) {
     // Sized for every candidate, written in place (no temporaries), trimmed at the end.
-    std::size_t const most = candidates.size();
-    cut.segments.resize(most);
-    cut.triangles.resize(most);
-    cut.sides.resize(2 * most);
-    if (pairing == Pairing::AcrossSides)
-        cut.across.resize(2 * most);
-    else
-        cut.edges.resize(2 * most);
+    cut.resize(candidates.size(), pairing);
     std::size_t m = 0;
     // Candidates sit in the sweep's pool in no particular order: each is requested a few
     // entries ahead of use.
@@ -219,13 +223,7 @@ void cutCandidates(slicing::FirstTriangle const &cutter, slicing::InsideCut cons
         }
         ++m;
     }
-    cut.segments.resize(m);
-    cut.triangles.resize(m);
-    cut.sides.resize(2 * m);
-    if (pairing == Pairing::AcrossSides)
-        cut.across.resize(2 * m);
-    else
-        cut.edges.resize(2 * m);
+    cut.resize(m, pairing);
 }
 
 // AcrossSides: pairs the end on side s of triangle t with the end on the side across it, when

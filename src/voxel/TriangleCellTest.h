@@ -130,11 +130,13 @@ private:
     // cell's edges for a larger one, then the other kind), and the full list last.
     bool crosses(Point3D const corners[8], double const s[8], double const vMin[3],
                  double const vMax[3]) {
-        if (!m_frame) m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
         // The axes first for every triangle: a straddling cell that the edge tests would
         // clear is usually one the triangle passes beside, which the axes reject for a few
         // products, while all of the edge tests run before such a cell is cleared.
-        if (!m_axes) m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
+        if (!m_axes) {
+            m_frame.emplace(*m_p[0], *m_p[1], *m_p[2]);
+            m_axes.emplace(*m_p[0], *m_p[1], *m_p[2], *m_frame, m_lo, m_hi, m_directions);
+        }
         if (m_axes->active() && m_axes->separated(vMin, vMax)) return false;
         if (m_small && edgesCross(corners, vMin, vMax)) return true;
         if (cellEdgesCross(corners, s) || (!m_small && edgesCross(corners, vMin, vMax))) return true;

@@ -62,9 +62,7 @@ TEST(Grid, NormalsAgreeAtInteriorEdgeAndCornerPoints) {
     // Fewer than two neighbours (the ends of a single row), or two collinear ones: the zero
     // vector.
     Grid *row = planeGrid(1, 3);
-    EXPECT_TRUE(row->getNormal(0, 0) == Vector3D(0, 0, 0));
-    EXPECT_TRUE(row->getNormal(0, 1) == Vector3D(0, 0, 0));
-    EXPECT_TRUE(row->getNormal(0, 2) == Vector3D(0, 0, 0));
+    for (int j = 0; j < 3; ++j) EXPECT_TRUE(row->getNormal(0, j) == Vector3D(0, 0, 0)) << j;
     delete row;
 }
 

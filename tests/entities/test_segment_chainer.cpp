@@ -150,7 +150,7 @@ TEST(SegmentChainer, PartnerClaimsNeverChangeTheChains) {
         // Closed and open polylines; a corner's two ends may differ by a little (as cuts of one
         // edge computed from its two triangles do), by too much, or a third end may come near.
         std::vector<SegmentEnds> soup;
-        std::vector<std::pair<std::size_t, int>> cornerEnds;   // (corner id, end) per end
+        std::vector<std::size_t> cornerOf;   // per end, the corner it was made from
         std::size_t corners = 0;
         double const jitter = round % 4 == 0 ? 0.0 : (round % 4 == 1 ? 1e-15 : (round % 4 == 2 ? 3e-9 : 2e-8));
         for (int path = 0, paths = 1 + static_cast<int>(rng() % 4); path < paths; ++path) {
@@ -171,14 +171,12 @@ TEST(SegmentChainer, PartnerClaimsNeverChangeTheChains) {
                 std::size_t ca = base + i, cb = base + (i + 1) % k;
                 if (rng() % 2) std::swap(a, b), std::swap(ca, cb);
                 soup.push_back({a, b});
-                cornerEnds.push_back({ca, 0});
-                cornerEnds.push_back({cb, 0});
+                cornerOf.insert(cornerOf.end(), {ca, cb});
             }
         }
         if (round % 7 == 3 && soup.size() > 2) {   // a stray end right at another one's corner
             soup.push_back({soup[1].second, Point3D(9, 9, 9)});
-            cornerEnds.push_back({corners++, 0});
-            cornerEnds.push_back({corners++, 0});
+            cornerOf.insert(cornerOf.end(), {corners, corners + 1});
         }
         // The sorted order of the list is the producer's; shuffle segments (with their ends).
         std::vector<std::size_t> order(soup.size());
@@ -188,8 +186,7 @@ TEST(SegmentChainer, PartnerClaimsNeverChangeTheChains) {
         std::vector<std::size_t> corner;
         for (std::size_t i : order) {
             shuffled.push_back(soup[i]);
-            corner.push_back(cornerEnds[2 * i].first);
-            corner.push_back(cornerEnds[2 * i + 1].first);
+            corner.insert(corner.end(), {cornerOf[2 * i], cornerOf[2 * i + 1]});
         }
         // Claims: the two ends of one corner (a corner of three or more ends claims nothing).
         Claims claims(corner.size(), SegmentChainer::kNoPartner);

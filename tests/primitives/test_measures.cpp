@@ -14,7 +14,6 @@ using namespace ORVANE_DATABASE;
 
 namespace {
 
-double const kPi = std::acos(-1.0);
 
 // Squared distance to the segment or line by the textbook projection, the reference for
 // Point3D::distanceSqr away from its tolerance bands.
@@ -115,15 +114,4 @@ TEST(PointMeasures, AreaAndNormal) {
     EXPECT_TRUE(vectorNear(normal.vector3D(), Vector3D(), 0.0));
     EXPECT_DOUBLE_EQ(Point3D::area(Point3D(0, 0, 0), Point3D(2, 0, 0), Point3D(0, 2, 0), nullptr, tol),
                      2.0);
-}
-
-// The sums over closed meshes (-4 pi inside, 0 outside) are checked by BSPTree's
-// ClosedMeshesAgainstReferences in tests/mesh.
-TEST(SolidAngle, Signs) {
-    Vector3D const x(1, 0, 0), y(0, 1, 0), z(0, 0, 1);
-    EXPECT_DOUBLE_EQ(Vector3D::tri_projection(x, y, z), kPi / 2);
-    EXPECT_DOUBLE_EQ(Vector3D::tri_projection(x, z, y), -kPi / 2);
-    Vector3D const p(0.2, 0.3, -0.4);
-    EXPECT_DOUBLE_EQ(Vector3D::geo_solid_angle_wiki(x, y, z, p),
-                     -Vector3D::tri_projection(x - p, y - p, z - p));
 }

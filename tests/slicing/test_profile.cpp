@@ -1,13 +1,11 @@
 // generateProfile end to end, and against the literal reference slicer on generated meshes.
 #include "slicing/profiler_access.h"
+#include "support/mesh_folder.h"
 #include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <string>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -19,30 +17,6 @@ using orvane_test::releaseContours;
 using orvane_test::TestMesh;
 
 namespace {
-
-// Reads an OFF file (polygons split into fans) into `m`; false when it cannot be read.
-bool readOff(std::string const &path, TestMesh &m) {
-    std::ifstream in(path);
-    std::string tag;
-    std::size_t vertices = 0, faces = 0, edges = 0;
-    if (!(in >> tag >> vertices >> faces >> edges) || tag != "OFF") return false;
-    for (std::size_t v = 0; v < vertices; ++v) {
-        double x, y, z;
-        if (!(in >> x >> y >> z)) return false;
-        m.addVertex(x, y, z);
-    }
-    for (std::size_t f = 0; f < faces; ++f) {
-        std::size_t k = 0;
-        if (!(in >> k) || k < 3) return false;
-        std::vector<std::size_t> c(k);
-        for (std::size_t &i : c)
-            if (!(in >> i) || i >= vertices) return false;
-        for (std::size_t i = 2; i < k; ++i) m.addTriangle(c[0], c[i - 1], c[i]);
-        std::string rest;
-        std::getline(in, rest);   // colours, if any
-    }
-    return true;
-}
 
 std::vector<PLC *> slice(Triangulation *mesh, Direction3D d, int n) {
     Profiler p(mesh, &d, n);
@@ -122,6 +96,7 @@ TEST(Profile, SmallCases) {
 // contours must be exactly the reference's; watertight meshes within reach give closed ones.
 TEST(Profile, MatchesReferenceSlicer) {
     std::vector<std::unique_ptr<TestMesh>> meshes;
+    auto added = [&](std::unique_ptr<TestMesh> m) -> TestMesh & { return *meshes.emplace_back(std::move(m)); };
     meshes.push_back(TestMesh::sphere(2, 14, 24));
     meshes.push_back(TestMesh::sphere(1, 4, 8));   // rings on the planes of 1 and 3 slices
     meshes.push_back(remade(meshes[0]->mesh(), 0.05, false, 1));
@@ -130,21 +105,20 @@ TEST(Profile, MatchesReferenceSlicer) {
     meshes.back()->appendBox(Point3D(-1, -1, -1), Point3D(1, 1, 1));   // duplicated faces
     meshes.push_back(TestMesh::box(Point3D(-2500, -1, -1), Point3D(2500, 1, 1)));   // beyond reach
     meshes.push_back(TestMesh::sphere(300, 10, 16, Point3D(400, 900, -20)));
-    meshes.push_back(std::make_unique<TestMesh>());   // a soup with corners on the planes
+    TestMesh &soup = added(std::make_unique<TestMesh>());   // a soup with corners on the planes
     std::mt19937 rng(3);
     std::uniform_real_distribution<double> c(-2, 2);
-    for (int i = 0; i < 60; ++i) meshes.back()->addVertex(c(rng), c(rng), std::round(c(rng) * 2) / 2);
+    for (int i = 0; i < 60; ++i) soup.addVertex(c(rng), c(rng), std::round(c(rng) * 2) / 2);
     std::uniform_int_distribution<std::size_t> v(0, 59);
-    for (int i = 0; i < 150; ++i) meshes.back()->addTriangle(v(rng), v(rng), v(rng));
+    for (int i = 0; i < 150; ++i) soup.addTriangle(v(rng), v(rng), v(rng));
     meshes.push_back(remade(meshes[1]->mesh(), 0, false, 4));   // a NaN corner
     *meshes.back()->mesh().vertexList()[5]->point() = Point3D(std::numeric_limits<double>::quiet_NaN(), 0, 0);
     // Points moved after they were added: the stale mesh box leaves the moved triangle wholly
     // outside the cell index, which therefore never offers it.
-    meshes.push_back(TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1)));
-    for (Point3D p : {Point3D(5, 0, -1), Point3D(6, 0, 1), Point3D(5, 1, 1)}) {
-        *meshes.back()->mesh().vertexList()[meshes.back()->addVertex(0, 0, 0)]->point() = p;
-    }
-    meshes.back()->addTriangle(8, 9, 10);
+    TestMesh &moved = added(TestMesh::box(Point3D(-1, -1, -1), Point3D(1, 1, 1)));
+    for (Point3D p : {Point3D(5, 0, -1), Point3D(6, 0, 1), Point3D(5, 1, 1)})
+        *moved.mesh().vertexList()[moved.addVertex(0, 0, 0)]->point() = p;
+    moved.addTriangle(8, 9, 10);
 
     // Two boxes sharing a face: the middle plane (odd counts) holds coplanar faces, their
     // edges and vertices.
@@ -153,30 +127,23 @@ TEST(Profile, MatchesReferenceSlicer) {
     // An open box (no top), a non-manifold book of three pages on one edge beside a bow tie
     // (two triangles meeting in a vertex), and a sphere with degenerate triangles (a repeated
     // corner, three collinear corners) and a duplicated triangle.
-    meshes.push_back(std::make_unique<TestMesh>());
     {
-        TestMesh &m = *meshes.back();
+        TestMesh &m = added(std::make_unique<TestMesh>());
         for (int q = 0; q < 8; ++q) m.addVertex(q & 1 ? 1 : -1, q & 2 ? 1 : -1, q & 4 ? 1 : -1);
         static const int faces[10][3] = {{0, 2, 1}, {1, 2, 3}, {0, 1, 4}, {1, 5, 4}, {2, 6, 3},
                                          {3, 6, 7}, {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
         for (auto const &f : faces) m.addTriangle(f[0], f[1], f[2]);
-    }
-    meshes.push_back(std::make_unique<TestMesh>());
-    {
-        TestMesh &m = *meshes.back();
-        std::size_t const a = m.addVertex(0, 0, -1), b = m.addVertex(0, 0, 1);
-        for (double angle : {0.0, 2.0, 4.0}) m.addTriangle(a, b, m.addVertex(std::cos(angle), std::sin(angle), 0.3));
-        std::size_t const centre = m.addVertex(3, 0, 0.1);
-        m.addTriangle(centre, m.addVertex(4, -1, 1), m.addVertex(4, 1, 1));
-        m.addTriangle(centre, m.addVertex(2, 1, -1), m.addVertex(2, -1, -1));
-    }
-    meshes.push_back(remade(meshes[1]->mesh(), 0, false, 5));
-    {
-        TestMesh &m = *meshes.back();
-        m.addTriangle(3, 3, 7);
-        m.addTriangle(m.addVertex(0.2, 0.2, -0.9), m.addVertex(0.2, 0.2, 0.0), m.addVertex(0.2, 0.2, 0.9));
-        Triangle *t = m.mesh().triangleList()[4];
-        m.addTriangle(t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2));
+        TestMesh &n = added(std::make_unique<TestMesh>());
+        std::size_t const a = n.addVertex(0, 0, -1), b = n.addVertex(0, 0, 1);
+        for (double angle : {0.0, 2.0, 4.0}) n.addTriangle(a, b, n.addVertex(std::cos(angle), std::sin(angle), 0.3));
+        std::size_t const centre = n.addVertex(3, 0, 0.1);
+        n.addTriangle(centre, n.addVertex(4, -1, 1), n.addVertex(4, 1, 1));
+        n.addTriangle(centre, n.addVertex(2, 1, -1), n.addVertex(2, -1, -1));
+        TestMesh &d = added(remade(meshes[1]->mesh(), 0, false, 5));
+        d.addTriangle(3, 3, 7);
+        d.addTriangle(d.addVertex(0.2, 0.2, -0.9), d.addVertex(0.2, 0.2, 0.0), d.addVertex(0.2, 0.2, 0.9));
+        Triangle *t = d.mesh().triangleList()[4];
+        d.addTriangle(t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2));
     }
 
     std::vector<Direction3D> directions = {Direction3D(0, 0, 1), Direction3D(1, 1, 1), Direction3D(0.3, -0.7, 0.2),
@@ -208,13 +175,11 @@ TEST(Profile, MatchesReferenceSlicer) {
 // features and flat faces, open_cube and mesh_with_border are open, degtri_sliding has
 // degenerate triangles.
 TEST(Profile, RealMeshesMatchReferenceSlicer) {
-    char const *env = std::getenv("ORVANE_MESHES");
-    char const *home = std::getenv("HOME");
-    std::string const folder = env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes";
     int found = 0;
     for (char const *name : {"bunny00.off", "fandisk.off", "open_cube.off", "mesh_with_border.off", "degtri_sliding.off"}) {
-        TestMesh m;
-        if (!readOff(folder + "/" + name, m)) continue;
+        std::unique_ptr<TestMesh> const mesh = orvane_test::meshFromFolder(name);
+        if (!mesh) continue;
+        TestMesh &m = *mesh;
         ++found;
         for (Direction3D d : {Direction3D(0, 0, 1), Direction3D(1, 1, 1), Direction3D(0.3, -0.7, 0.2)}) {
             int const n = 9;
@@ -226,7 +191,7 @@ TEST(Profile, RealMeshesMatchReferenceSlicer) {
             releaseContours(a), releaseContours(b);
         }
     }
-    if (found == 0) GTEST_SKIP() << "no meshes in " << folder;
+    if (found == 0) GTEST_SKIP() << "no meshes in " << orvane_test::meshFolder();
 }
 
 }  // namespace

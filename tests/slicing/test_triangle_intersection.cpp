@@ -76,10 +76,6 @@ TEST(TriangleIntersection, CoplanarFlagAndArgumentOrder) {
     EXPECT_EQ(tri_tri_intersect_with_isectline_double(t0, t1, t2, v0, v1, v2, &coplanar, p, q), 1);
 }
 
-}  // namespace
-
-namespace {
-
 // The shortcut for triangles deep inside the cutting triangle, with and without the products
 // shared by planes of one normal, against the full test, on random planes and boxes and
 // triangles of every awkward kind inside the boxes: crossing, with a corner or a side in the

@@ -2,6 +2,7 @@
 #include "Point3D.h"
 #include "Triangulation.h"
 #include "Voxelization.h"
+#include "support/mesh_folder.h"
 #include "support/test_mesh.h"
 #include "voxel/CellTriangleTest.h"
 #include "voxel/SeparatingAxes.h"
@@ -14,8 +15,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <string>
 #include <random>
@@ -290,31 +289,13 @@ TEST(VoxelMarking, PreparedCellTestMatchesTheStepByStepTest) {
     EXPECT_GT(separated, 20000);
 }
 
-namespace {
-
-// A mesh of the benchmark folder read from its OFF file (triangles only), or null when the
-// folder or the file is absent.
-std::unique_ptr<TestMesh> meshFromFolder(char const *name) {
-    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
-    std::ifstream in((env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes") + "/" + name);
-    std::string magic;
-    std::size_t vertices = 0, faces = 0, edges = 0, n = 0, a = 0, b = 0, c = 0;
-    if (!(in >> magic >> vertices >> faces >> edges) || magic != "OFF") return nullptr;
-    auto mesh = std::make_unique<TestMesh>();
-    for (double x, y, z; vertices > 0 && in >> x >> y >> z; --vertices) mesh->addVertex(x, y, z);
-    for (; faces > 0 && in >> n >> a >> b >> c && n == 3; --faces) mesh->addTriangle(a, b, c);
-    return faces == 0 ? std::move(mesh) : nullptr;
-}
-
-} // namespace
-
 // Real meshes, a CAD part with axis-parallel faces among them, against the step-by-step
 // reference.
 TEST(VoxelMarking, RealMeshesMatchTheReference) {
     int compared = 0;
     for (char const *name : {"fandisk.off", "elephant.off"})
         for (std::size_t n : {std::size_t(17), std::size_t(40)}) {
-            std::unique_ptr<TestMesh> mesh = meshFromFolder(name);
+            std::unique_ptr<TestMesh> mesh = orvane_test::meshFromFolder(name);
             if (!mesh) continue;
             std::size_t const counts[3] = {n, n + 3, n - 5};
             Cells const want = referenceMarking(mesh->mesh(), counts);
