@@ -14,6 +14,7 @@
 //  - split: the voxel surface with every face's vertices duplicated (as a per-face CAD
 //    export delivers it), the input of boundaries: every face becomes a border loop.
 #include "bench_common.h"
+#include "segmentation_bench.h"
 
 #include "PLC.h"
 #include "Point3D.h"
@@ -39,6 +40,10 @@ namespace odb = ORVANE_DATABASE;
 using Mesh = orvane::OwnedMesh;   // a generated mesh and the objects it points to
 using orvane_test::releaseContours;
 using orvane_test::releaseFaces;
+using orvane_bench::buildFaces;
+using orvane_bench::buildTiledCopy;
+using orvane_bench::FaceRecipe;
+using orvane_bench::recipesOf;
 
 constexpr int kCells = 48, kLayers = 12;
 
@@ -93,20 +98,6 @@ void buildVoxelSurface(Mesh &m, int tiles) {
         }
 }
 
-// `tiles` x `tiles` translated copies of a read mesh.
-void buildTiledCopy(Mesh &m, odb::Triangulation &source, int tiles) {
-    odb::BoundingBox3D const *box = source.getBoundingBox();
-    double step = 1.5 * std::max(box->upper().x() - box->lower().x(), box->upper().y() - box->lower().y());
-    for (int tx = 0; tx < tiles; ++tx)
-        for (int ty = 0; ty < tiles; ++ty) {
-            std::size_t base = m.mesh().vertexList().size();
-            for (odb::Vertex *v : source.vertexList())
-                m.addVertex(v->point()->x() + tx * step, v->point()->y() + ty * step, v->point()->z());
-            for (odb::Triangle *t : source.triangleList())
-                m.addTriangle(base + t->vertexIndex(0), base + t->vertexIndex(1), base + t->vertexIndex(2));
-        }
-}
-
 // `items` faces (or contours) per run of a mesh of `triangles` triangles.
 void report(benchmark::State &state, char const *what, std::size_t items, std::size_t triangles) {
     using benchmark::Counter;
@@ -135,13 +126,6 @@ void runSegmentize(benchmark::State &state, Mesh &m) {
     report(state, "faces", faces, m.mesh().triangleList().size());
 }
 
-// What segmentize delivered for one face: its name, its vertices' points and its triangles.
-struct FaceRecipe {
-    std::string name;
-    std::vector<odb::Point3D *> points;
-    std::vector<std::array<std::size_t, 3>> triangles;
-};
-
 // Builds the face meshes of the recorded result through the public interface, as segmentize
 // must, and releases them untimed.
 void runFaceMeshes(benchmark::State &state, Mesh &m) {
@@ -151,25 +135,11 @@ void runFaceMeshes(benchmark::State &state, Mesh &m) {
         state.SkipWithError(result.mesg().c_str());
         return;
     }
-    std::vector<FaceRecipe> recipes;
-    for (odb::Triangulation *f : faces) {
-        FaceRecipe r;
-        r.name = f->getName();
-        for (odb::Vertex *v : f->vertexList()) r.points.push_back(v->point());
-        for (odb::Triangle *t : f->triangleList())
-            r.triangles.push_back({t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)});
-        recipes.push_back(std::move(r));
-    }
+    std::vector<FaceRecipe> const recipes = recipesOf(faces);
     releaseFaces(faces);
     for (auto _ : state) {
         std::set<odb::Triangulation *> out;
-        for (FaceRecipe const &r : recipes) {
-            auto *mesh = new odb::Triangulation();
-            for (odb::Point3D *p : r.points) mesh->addVertex(new odb::Vertex(p));
-            for (auto const &t : r.triangles) mesh->addTriangle(new odb::Triangle(t[0], t[1], t[2]));
-            mesh->setName(r.name);
-            out.insert(mesh);
-        }
+        buildFaces(recipes, out);
         state.PauseTiming();
         releaseFaces(out);
         state.ResumeTiming();
@@ -183,28 +153,27 @@ void BM_SegmentizeVoxel(benchmark::State &state) {
     runSegmentize(state, m);
 }
 
-void BM_SegmentizeFandisk(benchmark::State &state) {
+// fandisk.off tiled state.range(0) x state.range(0) times into `m`; false (the benchmark
+// skipped) where the mesh folder lacks it.
+bool tiledFandisk(benchmark::State &state, Mesh &m) {
     std::string why;
     auto part = orvane_bench::loadBenchMesh("fandisk.off", &why);
     if (!part) {
         state.SkipWithError(why.c_str());
-        return;
+        return false;
     }
-    Mesh m;
     buildTiledCopy(m, part->mesh(), static_cast<int>(state.range(0)));
-    runSegmentize(state, m);
+    return true;
+}
+
+void BM_SegmentizeFandisk(benchmark::State &state) {
+    Mesh m;
+    if (tiledFandisk(state, m)) runSegmentize(state, m);
 }
 
 void BM_FaceMeshesFandisk(benchmark::State &state) {
-    std::string why;
-    auto part = orvane_bench::loadBenchMesh("fandisk.off", &why);
-    if (!part) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
     Mesh m;
-    buildTiledCopy(m, part->mesh(), static_cast<int>(state.range(0)));
-    runFaceMeshes(state, m);
+    if (tiledFandisk(state, m)) runFaceMeshes(state, m);
 }
 
 // The voxel surface cut into its faces, each with vertices of its own.

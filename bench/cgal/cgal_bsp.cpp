@@ -73,19 +73,40 @@ BspCase *bspCase(std::string const &name, std::string &why) {
     return (loaded[name] = std::move(c)).get();
 }
 
+// The loaded case, or null after marking the benchmark skipped with the reason.
+BspCase *bspCaseOrSkip(benchmark::State &state, std::string const &name) {
+    std::string why;
+    BspCase *c = bspCase(name, why);
+    if (!c) state.SkipWithError(why.c_str());
+    return c;
+}
+
 struct ReleaseBsp {
     void operator()(odb::BSPTree const *t) const {
         if (t) const_cast<odb::BSPTree *>(t)->release();
     }
 };
 
-void orvaneBspBuild(benchmark::State &state, std::string const &name) {
-    std::string why;
-    BspCase *c = bspCase(name, why);
-    if (!c) {
-        state.SkipWithError(why.c_str());
-        return;
+// Times `inside` over all points per pass; counters inside_share and ns_per_point.
+template <class Point, class Inside>
+void timeQueries(benchmark::State &state, std::vector<Point> const &points, Inside inside) {
+    double share = 0, seconds = 0;
+    for (auto _ : state) {
+        double const start = bspThreadSeconds();
+        std::size_t in = 0;
+        for (Point const &p : points) in += inside(p) ? 1 : 0;
+        double const spent = bspThreadSeconds() - start;
+        state.SetIterationTime(spent);
+        seconds += spent;
+        share = double(in) / double(points.size());
     }
+    state.counters["inside_share"] = share;
+    state.counters["ns_per_point"] = 1e9 * seconds / double(state.iterations() * points.size());
+}
+
+void orvaneBspBuild(benchmark::State &state, std::string const &name) {
+    BspCase *c = bspCaseOrSkip(state, name);
+    if (!c) return;
     for (auto _ : state) {
         double const start = bspThreadSeconds();
         std::unique_ptr<odb::BSPTree const, ReleaseBsp> tree(c->mesh->mesh().BSP());
@@ -95,12 +116,8 @@ void orvaneBspBuild(benchmark::State &state, std::string const &name) {
 }
 
 void cgalSideBuild(benchmark::State &state, std::string const &name) {
-    std::string why;
-    BspCase *c = bspCase(name, why);
-    if (!c) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
+    BspCase *c = bspCaseOrSkip(state, name);
+    if (!c) return;
     for (auto _ : state) {
         double const start = bspThreadSeconds();
         Side side(c->surface);
@@ -111,69 +128,39 @@ void cgalSideBuild(benchmark::State &state, std::string const &name) {
 }
 
 void orvaneBspQuery(benchmark::State &state, std::string const &name) {
-    std::string why;
-    BspCase *c = bspCase(name, why);
-    if (!c) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
+    BspCase *c = bspCaseOrSkip(state, name);
+    if (!c) return;
     std::unique_ptr<odb::BSPTree const, ReleaseBsp> tree(c->mesh->mesh().BSP());
     if (!tree) {
         state.SkipWithError("the tree needs more than 7000 levels");
         return;
     }
-    double inside = 0, seconds = 0;
-    for (auto _ : state) {
-        double const start = bspThreadSeconds();
-        std::size_t in = 0;
-        for (odb::Point3D const &p : c->points) in += tree->pointPosition(p) == odb::Plane::POS_BELOW;
-        double const spent = bspThreadSeconds() - start;
-        state.SetIterationTime(spent);
-        seconds += spent;
-        inside = double(in) / double(c->points.size());
-    }
-    state.counters["inside_share"] = inside;
-    state.counters["ns_per_point"] = 1e9 * seconds / double(state.iterations() * c->points.size());
+    timeQueries(state, c->points,
+                [&](odb::Point3D const &p) { return tree->pointPosition(p) == odb::Plane::POS_BELOW; });
 }
 
 void cgalSideQuery(benchmark::State &state, std::string const &name) {
-    std::string why;
-    BspCase *c = bspCase(name, why);
-    if (!c) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
+    BspCase *c = bspCaseOrSkip(state, name);
+    if (!c) return;
     Side side(c->surface);
     std::vector<Kernel::Point_3> points;
     for (odb::Point3D const &p : c->points) points.emplace_back(p.x(), p.y(), p.z());
     side(points[0]);   // builds the tree
-    double inside = 0, seconds = 0;
-    for (auto _ : state) {
-        double const start = bspThreadSeconds();
-        std::size_t in = 0;
-        for (Kernel::Point_3 const &p : points) in += side(p) == CGAL::ON_BOUNDED_SIDE;
-        double const spent = bspThreadSeconds() - start;
-        state.SetIterationTime(spent);
-        seconds += spent;
-        inside = double(in) / double(points.size());
-    }
-    state.counters["inside_share"] = inside;
-    state.counters["ns_per_point"] = 1e9 * seconds / double(state.iterations() * points.size());
+    timeQueries(state, points, [&](Kernel::Point_3 const &p) { return side(p) == CGAL::ON_BOUNDED_SIDE; });
 }
 
 void registerBsp() {
     for (char const *name : {"bunny00.off", "elephant.off", "cow.off"}) {
-        auto add = [name](char const *label, void (*run)(benchmark::State &, std::string const &),
-                          benchmark::TimeUnit unit) {
+        auto add = [name](char const *label, void (*run)(benchmark::State &, std::string const &)) {
             benchmark::RegisterBenchmark((std::string(label) + "/" + name).c_str(),
                                          [name, run](benchmark::State &s) { run(s, name); })
                 ->UseManualTime()
-                ->Unit(unit);
+                ->Unit(benchmark::kMillisecond);
         };
-        add("OrvaneBspBuild", orvaneBspBuild, benchmark::kMillisecond);
-        add("CgalSideBuild", cgalSideBuild, benchmark::kMillisecond);
-        add("OrvaneBspQuery", orvaneBspQuery, benchmark::kMillisecond);
-        add("CgalSideQuery", cgalSideQuery, benchmark::kMillisecond);
+        add("OrvaneBspBuild", orvaneBspBuild);
+        add("CgalSideBuild", cgalSideBuild);
+        add("OrvaneBspQuery", orvaneBspQuery);
+        add("CgalSideQuery", cgalSideQuery);
     }
 }
 

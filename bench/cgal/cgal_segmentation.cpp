@@ -7,6 +7,7 @@
 // Meshes: fandisk.off from the mesh folder, tiled 1 x 1 and 4 x 4 (13 k and 207 k
 // triangles). Angle 30 degrees. Compare times as ratios within one run.
 #include "bench_common.h"
+#include "segmentation_bench.h"
 
 #include "Point3D.h"
 #include "Segmentation.h"
@@ -36,21 +37,17 @@ using SurfaceMesh = CGAL::Surface_mesh<Kernel::Point_3>;
 
 constexpr double kAngle = 30.0;
 
-// fandisk tiled `tiles` x `tiles` times (translated copies), or null with the reason.
-std::unique_ptr<orvane::OwnedMesh> tiledFandisk(int tiles, std::string &why) {
+// fandisk tiled state.range(0) x state.range(0) times (translated copies), or null after
+// marking the benchmark skipped with the reason.
+std::unique_ptr<orvane::OwnedMesh> tiledFandisk(benchmark::State &state) {
+    std::string why;
     auto part = orvane_bench::loadBenchMesh("fandisk.off", &why);
-    if (!part) return nullptr;
+    if (!part) {
+        state.SkipWithError(why.c_str());
+        return nullptr;
+    }
     auto m = std::make_unique<orvane::OwnedMesh>();
-    odb::BoundingBox3D const *box = part->mesh().getBoundingBox();
-    double const step = 1.5 * std::max(box->upper().x() - box->lower().x(), box->upper().y() - box->lower().y());
-    for (int tx = 0; tx < tiles; ++tx)
-        for (int ty = 0; ty < tiles; ++ty) {
-            std::size_t const base = m->mesh().vertexList().size();
-            for (odb::Vertex *v : part->mesh().vertexList())
-                m->addVertex(v->point()->x() + tx * step, v->point()->y() + ty * step, v->point()->z());
-            for (odb::Triangle *t : part->mesh().triangleList())
-                m->addTriangle(base + t->vertexIndex(0), base + t->vertexIndex(1), base + t->vertexIndex(2));
-        }
+    orvane_bench::buildTiledCopy(*m, part->mesh(), static_cast<int>(state.range(0)));
     return m;
 }
 
@@ -72,12 +69,8 @@ void counters(benchmark::State &state, std::size_t faces, std::size_t triangles)
 }
 
 void BM_SegmentationCgalSharpPatches(benchmark::State &state) {
-    std::string why;
-    auto m = tiledFandisk(static_cast<int>(state.range(0)), why);
-    if (!m) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
+    auto m = tiledFandisk(state);
+    if (!m) return;
     SurfaceMesh sm = surfaceMeshOf(m->mesh());
     auto sharp = sm.add_property_map<SurfaceMesh::Edge_index, bool>("e:sharp", false).first;
     auto patch = sm.add_property_map<SurfaceMesh::Face_index, std::size_t>("f:patch", 0).first;
@@ -92,12 +85,8 @@ void BM_SegmentationCgalSharpPatches(benchmark::State &state) {
 }
 
 void BM_SegmentationOrvaneSegmentize(benchmark::State &state) {
-    std::string why;
-    auto m = tiledFandisk(static_cast<int>(state.range(0)), why);
-    if (!m) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
+    auto m = tiledFandisk(state);
+    if (!m) return;
     odb::Segmentation segmentation(&m->mesh(), kAngle);
     std::size_t faces = 0;
     for (auto _ : state) {
@@ -113,38 +102,18 @@ void BM_SegmentationOrvaneSegmentize(benchmark::State &state) {
 
 // The face meshes alone, rebuilt from a recorded segmentize result.
 void BM_SegmentationOrvaneFaceMeshesOnly(benchmark::State &state) {
-    std::string why;
-    auto m = tiledFandisk(static_cast<int>(state.range(0)), why);
-    if (!m) {
-        state.SkipWithError(why.c_str());
-        return;
-    }
-    struct Recipe {
-        std::string name;
-        std::vector<odb::Point3D *> points;
-        std::vector<std::array<std::size_t, 3>> triangles;
-    };
-    std::vector<Recipe> recipes;
+    auto m = tiledFandisk(state);
+    if (!m) return;
+    std::vector<orvane_bench::FaceRecipe> recipes;
     {
         std::set<odb::Triangulation *> faces;
         odb::Segmentation(&m->mesh(), kAngle).segmentize(faces);
-        for (odb::Triangulation *f : faces) {
-            Recipe r{f->getName(), {}, {}};
-            for (odb::Vertex *v : f->vertexList()) r.points.push_back(v->point());
-            for (odb::Triangle *t : f->triangleList()) r.triangles.push_back({t->vertexIndex(0), t->vertexIndex(1), t->vertexIndex(2)});
-            recipes.push_back(std::move(r));
-        }
+        recipes = orvane_bench::recipesOf(faces);
         orvane_test::releaseFaces(faces);
     }
     for (auto _ : state) {
         std::set<odb::Triangulation *> out;
-        for (Recipe const &r : recipes) {
-            auto *mesh = new odb::Triangulation();
-            for (odb::Point3D *p : r.points) mesh->addVertex(new odb::Vertex(p));
-            for (auto const &t : r.triangles) mesh->addTriangle(new odb::Triangle(t[0], t[1], t[2]));
-            mesh->setName(r.name);
-            out.insert(mesh);
-        }
+        orvane_bench::buildFaces(recipes, out);
         state.PauseTiming();
         orvane_test::releaseFaces(out);
         state.ResumeTiming();

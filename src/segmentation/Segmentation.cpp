@@ -31,13 +31,11 @@ std::string faceName(std::size_t number, double angle) {
 }
 
 // The seed of the next face: the first triangle, then the second, of the first strong edge
-// (from `cursor` on, in set order) that is still unassigned. The cursor stays on the edge that
-// gave the seed, since its other triangle may seed a later face; an edge passed over never
-// offers a seed again, because triangles only ever leave the unassigned set.
-template <class EdgeIterator, class IsUnassigned>
-Triangle *seedFromStrongEdges(EdgeIterator &cursor, EdgeIterator end, IsUnassigned isUnassigned) {
-    for (; cursor != end; ++cursor) {
-        std::set<Triangle *> const &around = *(*cursor)->triangles;
+// (in set order) that is still unassigned; null when no strong edge offers one.
+template <class IsUnassigned>
+Triangle *seedFromStrongEdges(std::set<Edge *> const &strong, IsUnassigned isUnassigned) {
+    for (Edge *e : strong) {
+        std::set<Triangle *> const &around = *e->triangles;
         if (around.empty()) continue;
         auto it = around.begin();
         if (isUnassigned(*it)) return *it;
@@ -123,9 +121,8 @@ Outcome Segmentation::segmentize(std::set<Triangulation *> &faces) {
 
 void Segmentation::createFaces(std::set<Triangle *> &unassigned, std::set<Edge *> &strong,
                                Triangulation &face) {
-    auto cursor = strong.cbegin();
     auto isUnassigned = [&](Triangle *t) { return unassigned.count(t) != 0; };
-    Triangle *seed = seedFromStrongEdges(cursor, strong.cend(), isUnassigned);
+    Triangle *seed = seedFromStrongEdges(strong, isUnassigned);
     if (!seed) {
         std::vector<Triangle *> const &list = m_mesh->triangleList();
         auto first = std::find_if(list.begin(), list.end(), isUnassigned);

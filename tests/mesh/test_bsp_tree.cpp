@@ -4,14 +4,13 @@
 // queries against a recursive reference and the solid-angle sum.
 #include "BSPTree.h"
 #include "mesh/PolygonSplit.h"
+#include "support/mesh_folder.h"
 #include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <random>
@@ -251,6 +250,24 @@ std::size_t expectSameTree(Node const *got, RefNode const *want) {
     return nodes;
 }
 
+std::list<RefPolygon> refListOf(std::list<BSPTree::Polygon> const &list) {
+    std::list<RefPolygon> refList;
+    for (BSPTree::Polygon const &p : list)
+        refList.push_back(RefPolygon{Points(p.points.begin(), p.points.end()), p.sourceTriangles});
+    return refList;
+}
+
+// A built tree (or its failure, `error`) against the procedure on the same input: the
+// messages agree and the trees match node for node. Returns the nodes compared.
+std::size_t expectSameAsProcedure(Tree const &got, std::string const &error, std::list<RefPolygon> const &input,
+                                  Tolerance const &tol, std::size_t limit) {
+    std::string wantError;
+    std::unique_ptr<RefNode> const want = refBuild(input, tol, limit, wantError);
+    EXPECT_EQ(error, wantError);
+    EXPECT_EQ(got == nullptr, !wantError.empty());
+    return got && want ? expectSameTree(rootOf(got), want.get()) : 0;
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -361,45 +378,34 @@ TEST(PolygonSplit, QuickTestsNeverContradictTheClasses) {
 TEST(BSPTree, SameTreeAsTheProcedureOnRandomInput) {
     std::mt19937 rng(29);
     std::uniform_int_distribution<int> coord(0, 4);
+    auto lattice = [&] { return Point3D(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5); };
     TestMesh sources;   // only as distinct Triangle pointers
     for (int i = 0; i < 8; ++i) sources.addTriangle(0, 0, 0);
     std::vector<Triangle *> const &sourceList = sources.mesh().triangleList();
     int built = 0, failed = 0;
     for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
         Tolerance tol;
         if (round % 5 == 1) tol.fine = 0.1;
         if (round % 5 == 2) tol.fine = 0;
         std::size_t const limit = round % 3 == 0 ? 4 + rng() % 6 : 7000;
-        std::string error = "stale", wantError;
-        std::unique_ptr<RefNode> want;
-        Tree got;
+        std::string error = "stale";
         if (round % 2 == 0) {
             TestMesh m;
             for (int v = 0; v < 14; ++v) m.addVertex(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5);
             for (int t = 0; t < 30; ++t) m.addTriangle(rng() % 14, rng() % 14, rng() % 14);
-            want = refBuild(polygonsOf(m.mesh()), tol, limit, wantError);
-            got.reset(BSPTree::create(m.get(), error, tol, limit, round % 4));
-            ASSERT_EQ(error, wantError) << "round " << round;
-            if (got) built += 0 < expectSameTree(rootOf(got), want.get());
+            Tree const got(BSPTree::create(m.get(), error, tol, limit, round % 4));
+            built += 0 < expectSameAsProcedure(got, error, polygonsOf(m.mesh()), tol, limit);
         } else {
-            std::list<BSPTree::Polygon> list;
-            std::list<RefPolygon> refList;
-            for (int p = 0; p < 25; ++p) {
-                BSPTree::Polygon polygon;
-                for (int k = rng() % 7; k > 0; --k)
-                    polygon.points.emplace_back(coord(rng) * 0.5, coord(rng) * 0.5, coord(rng) * 0.5);
+            std::list<BSPTree::Polygon> list(25);
+            for (BSPTree::Polygon &polygon : list) {
+                for (int k = rng() % 7; k > 0; --k) polygon.points.push_back(lattice());
                 for (int k = rng() % 3; k > 0; --k) polygon.sourceTriangles.push_back(sourceList[rng() % 8]);
-                refList.push_back(RefPolygon{Points(polygon.points.begin(), polygon.points.end()),
-                                             polygon.sourceTriangles});
-                list.push_back(polygon);
             }
-            want = refBuild(refList, tol, limit, wantError);
-            got.reset(BSPTree::create(list, error, tol, limit, 0));
-            ASSERT_EQ(error, wantError) << "round " << round;
-            if (got) built += 0 < expectSameTree(rootOf(got), want.get());
+            Tree const got(BSPTree::create(list, error, tol, limit, 0));
+            built += 0 < expectSameAsProcedure(got, error, refListOf(list), tol, limit);
         }
-        ASSERT_EQ(got == nullptr, !wantError.empty());
-        failed += got == nullptr;
+        failed += !error.empty();
     }
     EXPECT_GT(built, 150);
     EXPECT_GT(failed, 20);
@@ -423,9 +429,8 @@ TEST(BSPTree, SameTreeAsTheProcedureOnLongLists) {
     };
     std::size_t nodes = 0;
     for (int round = 0; round < 12; ++round) {
-        std::string error, wantError;
-        std::unique_ptr<RefNode> want;
-        Tree got;
+        SCOPED_TRACE(round);
+        std::string error;
         if (round % 2 == 0) {
             TestMesh m;
             for (int v = 0; v < 120; ++v) {
@@ -433,15 +438,11 @@ TEST(BSPTree, SameTreeAsTheProcedureOnLongLists) {
                 m.addVertex(p.x(), p.y(), p.z());
             }
             for (int t = 0; t < 260; ++t) m.addTriangle(rng() % 120, rng() % 120, rng() % 120);
-            want = refBuild(polygonsOf(m.mesh()), Tolerance(), 7000, wantError);
-            got.reset(BSPTree::create(m.get(), error, Tolerance(), 7000, 0));
-            ASSERT_EQ(error, wantError) << "round " << round;
-            if (got) nodes += expectSameTree(rootOf(got), want.get());
+            Tree const got(BSPTree::create(m.get(), error, Tolerance(), 7000, 0));
+            nodes += expectSameAsProcedure(got, error, polygonsOf(m.mesh()), Tolerance(), 7000);
         } else {
-            std::list<BSPTree::Polygon> list;
-            std::list<RefPolygon> refList;
-            for (int p = 0; p < 200; ++p) {
-                BSPTree::Polygon polygon;
+            std::list<BSPTree::Polygon> list(200);
+            for (BSPTree::Polygon &polygon : list) {
                 // A fan around a centre in a random plane, or a few loose corners.
                 Point3D const centre = corner();
                 Vector3D const u(unit(rng) - 1, unit(rng) - 1, unit(rng) - 1);
@@ -453,91 +454,37 @@ TEST(BSPTree, SameTreeAsTheProcedureOnLongLists) {
                                                         : corner());
                 }
                 for (int k = 1 + rng() % 3; k > 0; --k) polygon.sourceTriangles.push_back(sourceList[rng() % 8]);
-                refList.push_back(RefPolygon{Points(polygon.points.begin(), polygon.points.end()),
-                                             polygon.sourceTriangles});
-                list.push_back(polygon);
             }
-            want = refBuild(refList, Tolerance(), 7000, wantError);
-            got.reset(BSPTree::create(list, error, Tolerance(), 7000, 0));
-            ASSERT_EQ(error, wantError) << "round " << round;
-            if (got) nodes += expectSameTree(rootOf(got), want.get());
+            Tree const got(BSPTree::create(list, error, Tolerance(), 7000, 0));
+            nodes += expectSameAsProcedure(got, error, refListOf(list), Tolerance(), 7000);
         }
     }
     EXPECT_GT(nodes, 100000u);   // the trees were built, and cut a lot
 }
 
-namespace {
-
-// A mesh of the benchmark folder read from its OFF file (triangles only), or null when the
-// folder or the file is absent.
-std::unique_ptr<TestMesh> meshFromFolder(char const *name) {
-    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
-    std::ifstream in((env && *env ? env : std::string(home ? home : ".") + "/.cache/orvane-meshes") + "/" + name);
-    std::string magic;
-    std::size_t vertices = 0, faces = 0, edges = 0, n = 0, a = 0, b = 0, c = 0;
-    if (!(in >> magic >> vertices >> faces >> edges) || magic != "OFF") return nullptr;
-    auto mesh = std::make_unique<TestMesh>();
-    for (double x, y, z; vertices > 0 && in >> x >> y >> z; --vertices) mesh->addVertex(x, y, z);
-    for (; faces > 0 && in >> n >> a >> b >> c && n == 3; --faces) mesh->addTriangle(a, b, c);
-    return faces == 0 ? std::move(mesh) : nullptr;
-}
-
-} // namespace
-
 TEST(BSPTree, SameTreeAsTheProcedureOnRealMeshes) {
     int compared = 0;
     for (char const *name : {"cow.off", "elephant.off"}) {
-        std::unique_ptr<TestMesh> mesh = meshFromFolder(name);
+        std::unique_ptr<TestMesh> mesh = orvane_test::meshFromFolder(name);
         if (!mesh) continue;
-        std::string error, wantError;
-        std::unique_ptr<RefNode> want = refBuild(polygonsOf(mesh->mesh()), Tolerance(), 7000, wantError);
-        Tree got = build(*mesh, error, 7000);
-        ASSERT_EQ(error, wantError) << name;
+        std::string error;
+        Tree const got = build(*mesh, error, 7000);
+        std::size_t const nodes = expectSameAsProcedure(got, error, polygonsOf(mesh->mesh()), Tolerance(), 7000);
         if (got) {
-            EXPECT_GT(expectSameTree(rootOf(got), want.get()), mesh->mesh().triangleList().size()) << name;
+            EXPECT_GT(nodes, mesh->mesh().triangleList().size()) << name;
         }
         ++compared;
     }
     if (compared == 0) GTEST_SKIP() << "no mesh folder (scripts/fetch-meshes.sh fills it)";
 }
 
-TEST(BSPTree, NodesAndDepthBudgetOfSmallInputs) {
-    std::string error = "stale";
-    TestMesh m;
-    m.addVertex(0, 0, 0);
-    m.addVertex(1, 0, 0);
-    m.addVertex(0, 1, 0);
-    m.addVertex(3, 3, 0);
-    Triangle *t0 = m.addTriangle(0, 1, 2);
-    Triangle *t1 = m.addTriangle(1, 3, 2);   // coplanar: joins the node after the splitter
-    Tree tree = build(m, error, 1);
-    ASSERT_TRUE(tree);
-    EXPECT_EQ(error, "");
-    EXPECT_EQ(rootOf(tree)->coplanarTriangles(), (Tris{t1, t0}));
-    EXPECT_FALSE(build(m, error, 0));
-    EXPECT_EQ(error, kTooDeep);
-
-    // A degenerate last triangle is passed over but kept in the node, before the splitter.
-    m.addVertex(0, 0, 5);
-    Triangle *vertical = m.addTriangle(0, 1, 4);
-    Triangle *degenerate = m.addTriangle(0, 0, 0);
-    tree = build(m, error, 2);
-    ASSERT_TRUE(tree);
-    EXPECT_EQ(rootOf(tree)->coplanarTriangles(), (Tris{degenerate, vertical}));
-
-    // A polygon list: a crossing triangle is cut, one piece on either side.
-    BSPTree::Polygon splitter, crossing, flat;
-    splitter.points = {Point3D(0, 0, 0), Point3D(1, 0, 0), Point3D(0, 1, 0)};
-    splitter.sourceTriangles = {t0};
-    crossing.points = {Point3D(0, 0, 1), Point3D(1, 0, -1), Point3D(0, 1, -1)};
-    crossing.sourceTriangles = {t1, vertical};
-    tree.reset(BSPTree::create({crossing, splitter}, error, Tolerance(), 2, 0));
-    ASSERT_TRUE(tree && rootOf(tree)->front() && rootOf(tree)->back());
-    EXPECT_EQ(rootOf(tree)->front()->coplanarTriangles(), (Tris{t1, vertical}));
-    EXPECT_EQ(rootOf(tree)->back()->coplanarTriangles(), (Tris{t1, vertical}));
-
-    // All degenerate: a root without plane; nothing at all: no root. Both answer POS_NONE,
-    // and neither builds with a limit of 0.
+// All degenerate: a root without plane; nothing at all: no root. Both answer POS_NONE, and
+// neither builds with a limit of 0. (Node contents, cuts and the depth budget at large: the
+// comparisons with the procedure.)
+TEST(BSPTree, EmptyAndAllDegenerateInputs) {
+    std::string error;
+    Tree tree;
+    BSPTree::Polygon flat;
     flat.points = {Point3D(0, 0, 0), Point3D(1, 1, 1), Point3D(2, 2, 2)};
     using Polygons = std::list<BSPTree::Polygon>;
     for (Polygons const &input : {Polygons{flat, flat}, Polygons{}}) {
@@ -545,6 +492,7 @@ TEST(BSPTree, NodesAndDepthBudgetOfSmallInputs) {
         ASSERT_TRUE(tree);
         EXPECT_EQ(tree->pointPosition(Point3D()), Plane::POS_NONE);
         EXPECT_FALSE(BSPTree::create(input, error, Tolerance(), 0, 0));
+        EXPECT_EQ(error, kTooDeep);
     }
 }
 

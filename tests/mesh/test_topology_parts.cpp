@@ -1,8 +1,7 @@
-// The mesh's index structures on their own: the edge key table against a std::map (removals,
-// small and full index ranges, a giant fan that defeats vertex regions) and the block store
-// (addresses across block sizes, address order). The corner lists are checked through
-// Triangulation (test_triangulation.cpp).
-#include "mesh/BlockStore.h"
+// The edge key table on its own against a std::map: removals (which only a failed add makes
+// through the mesh), small and full index ranges, a giant fan that defeats vertex regions. The
+// block store and the corner lists are checked through Triangulation (test_triangulation.cpp,
+// test_triangulation_failures.cpp).
 #include "mesh/EdgeKeyTable.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +10,6 @@
 #include <functional>
 #include <map>
 #include <random>
-#include <set>
 #include <vector>
 
 using namespace ORVANE_DATABASE::topology;
@@ -98,29 +96,4 @@ TEST(EdgeKeyTable, RegionsAndTheirFallbackGiveTheSameAnswers) {
     for (std::uint32_t i = 1; i <= 20000; ++i) k.request(0, 7 * i);
     EXPECT_FALSE(k.table.byRegion());
     k.check();
-}
-
-TEST(BlockStore, StableAddressesAndAddressOrder) {
-    BlockStore<std::uint64_t> store;
-    std::vector<std::uint64_t *> at;
-    for (std::uint64_t i = 0; i < 70000; ++i) at.push_back(&store.emplace_back(i * 7));
-    for (std::size_t i = 0; i < at.size(); ++i) {
-        ASSERT_EQ(&store[i], at[i]);
-        ASSERT_EQ(store[i], i * 7);
-    }
-    EXPECT_EQ(std::set<std::uint64_t *>(at.begin(), at.end()).size(), at.size());
-    store.pop_back();
-    EXPECT_EQ(&store.emplace_back(1), at.back());   // the freed place is reused
-
-    std::vector<std::size_t> seen;
-    std::uint64_t *last = nullptr;
-    store.forEachByAddress([&](std::size_t i, std::uint64_t &x) {
-        EXPECT_TRUE(!last || std::less<std::uint64_t *>()(last, &x));
-        EXPECT_EQ(&x, &store[i]);
-        last = &x;
-        seen.push_back(i);
-    });
-    std::sort(seen.begin(), seen.end());
-    for (std::size_t i = 0; i < seen.size(); ++i) ASSERT_EQ(seen[i], i);
-    EXPECT_EQ(seen.size(), store.size());
 }

@@ -1,18 +1,20 @@
 // Parts of the segmentation engine against plain counterparts on random input: the angle
-// shortcut against Vector3D::angle, pointer ranks against a sorted array, and face meshes
-// merged through point classes against the LessThan map.
-#include "segmentation/CornerPoints.h"
+// shortcut against Vector3D::angle and pointer ranks against a sorted array. (Face meshes
+// merged through point classes meet the LessThan map in test_reference_comparison.cpp.)
+#include "Direction3D.h"
+#include "Tolerance.h"
+#include "Vector3D.h"
 #include "segmentation/FaceGraph.h"
-#include "segmentation/FaceMesh.h"
-#include "segmentation_reference.h"
-#include "support/release.h"
-#include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <random>
+#include <vector>
 
 using namespace ORVANE_DATABASE;
 
@@ -64,34 +66,4 @@ TEST(SegmentationEngine, PointerRanksMatchASortedArray) {
     }
     EXPECT_EQ(ranks.rankOf(reinterpret_cast<Object *>(&packed[10][3])), ranks.kNone);
     EXPECT_EQ(ranks.rankOf(nullptr), ranks.kNone);
-}
-
-TEST(SegmentationEngine, FaceMeshesThroughClassesMatchTheMap) {
-    // Grid points with near copies: tame ones (within 4e-10 of their point, or clear of the
-    // band) keep LessThan a strict weak order, so no face needs the map; wild ones chain
-    // across the band or sit on its rounding edge, and a rim steps 0.6e-9 in x.
-    std::mt19937 rng(13);
-    double const offsets[] = {0, 1e-10, -4e-10, 4e-10, 2.5e-9, -3e-9, 9.99e-10, 1e-9, -1.5e-9, 2e-9};
-    for (int round = 0; round < 40; ++round) {
-        bool const wild = round % 3 == 0;
-        orvane_test::TestMesh source;
-        for (int k = 0; k < 90; ++k) {
-            Point3D const p = k < 60 ? Point3D(rng() % 4, rng() % 4, rng() % 3 * 0.5) : *source.mesh().vertexList()[rng() % 60]->point();
-            auto offset = [&] { return k < 60 ? 0.0 : offsets[rng() % (wild ? 10 : 6)]; };
-            source.addVertex(p.x() + offset(), p.y() + offset(), p.z() + offset());
-        }
-        for (int k = 0; wild && k < 5; ++k) source.addVertex(7 + k * 0.6e-9, 1 + (k % 2) * 3.0, 0);
-        std::size_t const count = source.mesh().vertexList().size();
-        for (int k = 0; k < 70; ++k) source.addTriangle(rng() % count, rng() % count, rng() % count);
-
-        std::vector<Vertex *> const &vertices = source.mesh().vertexList();
-        CornerPoints const points(vertices, source.mesh().triangleList());
-        EXPECT_EQ(PointClasses(points).anyUnsure(), wild);
-        std::set<Triangulation *> made{new Triangulation(), new Triangulation()};
-        FaceMeshBuilder(vertices, points).build(source.mesh().triangleList(), **made.begin());
-        buildFaceMeshWithMap(vertices, source.mesh().triangleList(), **made.rbegin());
-        orvane_test::FaceRecord a = orvane_test::recordOf(**made.begin()), b = orvane_test::recordOf(**made.rbegin());
-        EXPECT_TRUE(a.points == b.points && a.triangles == b.triangles);
-        orvane_test::releaseFaces(made);
-    }
 }

@@ -28,11 +28,11 @@ std::size_t strongCount(TestMesh &mesh, double angle) {
 
 }  // namespace
 
-TEST(Segmentation, StrongEdges) {
+// Counts, names, corner order and merged points at large: the reference comparisons. Here
+// what those do not reach: the failure without strong edges, a face turned round, and numbers
+// continuing from the set's size.
+TEST(Segmentation, StrongEdgesAndFaceNumbers) {
     auto cube = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
-    EXPECT_EQ(strongCount(*cube, 30), 12u);   // cube edges at pi/2; diagonals flat
-    EXPECT_EQ(strongCount(*cube, -1), 18u);   // a negative limit takes every edge
-
     Segmentation at90(cube->get(), 90);   // pi/2 is not greater than 90 * pi / 180
     std::set<Triangulation *> faces{nullptr};
     Outcome none = at90.segmentize(faces);
@@ -51,64 +51,12 @@ TEST(Segmentation, StrongEdges) {
     EXPECT_EQ(strongCount(reversed, 30), 13u);
     EXPECT_EQ(strongCount(reversed, 179), 1u);   // only the diagonal, at pi
 
-    TestMesh square;
-    square.addVertex(0, 0, 0), square.addVertex(1, 0, 0), square.addVertex(1, 1, 0), square.addVertex(0, 1, 0);
-    square.addTriangle(0, 1, 2), square.addTriangle(0, 2, 3);
-    EXPECT_EQ(strongCount(square, 30), 4u);
-}
-
-TEST(Segmentation, CubeGivesSixNamedFacesSharingItsPoints) {
-    auto cube = TestMesh::box(Point3D(0, 0, 0), Point3D(1, 1, 1));
-    std::set<Triangulation *> faces;
+    faces.clear();
     ASSERT_TRUE(Segmentation(cube->get(), 30).segmentize(faces).isOk());
-    auto named = byName(faces);
-    ASSERT_EQ(named.size(), 6u);
-    for (int i = 1; i <= 6; ++i) {
-        Triangulation *f = named["Face-" + std::to_string(i) + "_30"];
-        ASSERT_NE(f, nullptr);
-        EXPECT_EQ(f->triangleList().size(), 2u);
-        EXPECT_EQ(f->vertexList().size(), 4u);
-        // Corner order kept: the normal still points out of the cube.
-        Triangle *t = f->triangleList()[0];
-        Vector3D a = f->vertex(t, 0)->point()->vector(), b = f->vertex(t, 1)->point()->vector(),
-                 c = f->vertex(t, 2)->point()->vector();
-        EXPECT_GT(((b - a) ^ (c - a)) * ((a + b + c) / 3.0 - Vector3D(0.5, 0.5, 0.5)), 0.0);
-    }
-    // Numbers continue from the set's size; the threshold prints as a stream writes it.
     ASSERT_TRUE(Segmentation(cube->get(), 12.3456789).segmentize(faces).isOk());
-    EXPECT_TRUE(byName(faces).count("Face-7_12.3457"));
+    auto const named = byName(faces);
+    EXPECT_TRUE(named.count("Face-6_30") && named.count("Face-7_12.3457"));
     orvane_test::releaseFaces(faces);   // detaches the shared points: a copied one would leak
-}
-
-TEST(Segmentation, NonManifoldCycleAndMergedPoints) {
-    // Two triangles folded by 90 degrees along (0,0,0)-(1,0,0), and a third that makes the
-    // fold edge non-manifold. Above 90 degrees the edge is not strong and its neighbour cycle
-    // brings all three into one face whichever seeds it; at 30 degrees the two triangles
-    // first in pointer order judge it.
-    TestMesh fold;
-    fold.addVertex(0, 0, 0), fold.addVertex(1, 0, 0), fold.addVertex(0, 1, 0), fold.addVertex(0, 0, 1);
-    Triangle *flat = fold.addTriangle(0, 1, 2);
-    Triangle *upright = fold.addTriangle(1, 0, 3);
-    fold.addVertex(0.5, -1, 0);
-    Triangle *flatToo = fold.addTriangle(1, 0, 4);
-    std::set<Triangulation *> faces;
-    ASSERT_TRUE(Segmentation(fold.get(), 100).segmentize(faces).isOk());
-    ASSERT_EQ(faces.size(), 1u);
-    EXPECT_EQ((*faces.begin())->vertexList().size(), 5u);
-    orvane_test::releaseFaces(faces);
-    bool flatPairFirst = std::max(flat, flatToo, std::less<Triangle *>()) < upright;
-    ASSERT_TRUE(Segmentation(fold.get(), 30).segmentize(faces).isOk());
-    EXPECT_EQ(faces.size(), flatPairFirst ? 1u : 3u);
-    orvane_test::releaseFaces(faces);
-
-    TestMesh fan;   // a closed fan whose last spoke ends 1e-10 from its first
-    fan.addVertex(0, 0, 0), fan.addVertex(1, 0, 0), fan.addVertex(0, 1, 0), fan.addVertex(-1, 0, 0);
-    fan.addVertex(1 + 1e-10, 0, 0);
-    fan.addTriangle(0, 1, 2), fan.addTriangle(0, 2, 3), fan.addTriangle(0, 3, 4);
-    ASSERT_TRUE(Segmentation(fan.get(), 30).segmentize(faces).isOk());
-    ASSERT_EQ(faces.size(), 1u);
-    EXPECT_EQ((*faces.begin())->vertexList().size(), 4u);
-    orvane_test::releaseFaces(faces);
 }
 
 // A triangle naming no vertex is refused by a throw before any face is made. (Odd but valid

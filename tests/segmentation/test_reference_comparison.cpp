@@ -5,14 +5,12 @@
 // odd coordinates, a triangle listed twice) and on real meshes from the mesh folder.
 #include "segmentation_reference.h"
 #include "segmentation_support.h"
+#include "support/mesh_folder.h"
 #include "support/test_mesh.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <random>
 
@@ -103,23 +101,6 @@ void expectSameAsReference(TestMesh &mesh, double angle) {
     }
 }
 
-// Vertices and triangles (fans of the polygons) of an OFF file, or null.
-std::unique_ptr<TestMesh> readOff(std::filesystem::path const &file) {
-    std::ifstream in(file);
-    std::string magic;
-    std::size_t nv = 0, nf = 0, ne = 0;
-    if (!(in >> magic >> nv >> nf >> ne) || magic != "OFF") return nullptr;
-    auto mesh = std::make_unique<TestMesh>();
-    for (double x, y, z; nv-- > 0 && in >> x >> y >> z;) mesh->addVertex(x, y, z);
-    for (std::size_t k; nf-- > 0 && in >> k;) {
-        std::vector<std::size_t> c(k);
-        for (std::size_t &i : c) in >> i;
-        for (std::size_t j = 1; j + 1 < k; ++j) mesh->addTriangle(c[0], c[j], c[j + 1]);
-        in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');   // colours, if any
-    }
-    return in ? std::move(mesh) : nullptr;
-}
-
 }  // namespace
 
 TEST(SegmentationReference, RandomMeshesBitForBit) {
@@ -132,14 +113,12 @@ TEST(SegmentationReference, RandomMeshesBitForBit) {
 }
 
 TEST(SegmentationReference, RealMeshes) {
-    char const *env = std::getenv("ORVANE_MESHES"), *home = std::getenv("HOME");
-    std::filesystem::path const folder = env && *env ? env : std::filesystem::path(home ? home : ".") / ".cache" / "orvane-meshes";
     int compared = 0;
     for (char const *name : {"fandisk.off", "cube-shuffled.off", "blobby_3cc.off", "mech-holes-shark.off"})
-        if (auto mesh = readOff(folder / name)) {
+        if (auto mesh = orvane_test::meshFromFolder(name)) {
             SCOPED_TRACE(name);
             expectSameAsReference(*mesh, 30);
             ++compared;
         }
-    if (compared == 0) GTEST_SKIP() << "none of the meshes in " << folder << " (scripts/fetch-meshes.sh)";
+    if (compared == 0) GTEST_SKIP() << "none of the meshes in " << orvane_test::meshFolder() << " (scripts/fetch-meshes.sh)";
 }
