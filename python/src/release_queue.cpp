@@ -64,12 +64,20 @@ private:
         }
     }
 
-    // A forked child has no worker thread, and its copy of the queue must not wait for one:
-    // the mutex is held across fork, and the child starts afresh: no thread (a new one starts
+    // Fork waits until no release is under way and holds the mutex across it: the worker
+    // frees outside the mutex, and a child forked in the middle of a free could inherit an
+    // allocator lock that nobody will release (a sanitizer's allocator, unlike glibc's, has no
+    // fork handler of its own). A forked child has no worker thread, and its copy of the queue
+    // must not wait for one; the child starts afresh: no thread (a new one starts
     // on the next post), nothing queued (what was queued is the parent's to release), and new
     // condition variables (the copies may count the parent's waiting worker, which would
     // never acknowledge a wake-up here).
-    static void beforeFork() { instance().mutex_.lock(); }
+    static void beforeFork() {
+        ReleaseQueue &queue = instance();
+        std::unique_lock<std::mutex> lock(queue.mutex_);
+        queue.idle_.wait(lock, [&queue] { return !queue.busy_; });
+        lock.release();   // held across fork; unlocked in the parent and in the child
+    }
     static void afterForkInParent() { instance().mutex_.unlock(); }
     static void afterForkInChild() {
         ReleaseQueue &queue = instance();
